@@ -1,0 +1,41 @@
+# The front door. `make run` shows the collector at work, `make test` proves it; the rest is for those who change it.
+.PHONY: run test check bench fuzz format install
+
+# Arguments for the demonstration, e.g. make run ARGS=--keep
+ARGS ?=
+
+run:
+	@scripts/install-deps
+	@scripts/build release
+	@scripts/demo --build build/release $(ARGS)
+
+test:
+	@scripts/install-deps
+	@scripts/build dev
+	@ctest --preset dev
+
+# Everything that a change must pass besides the tests.
+check:
+	@scripts/install-deps
+	@scripts/build dev
+	@scripts/check
+
+bench:
+	@scripts/install-deps
+	@scripts/build bench
+	@scripts/bench $(ARGS)
+
+# Seconds for each fuzz target, e.g. make fuzz ARGS=600
+fuzz:
+	@scripts/install-deps
+	@scripts/build fuzz
+	@scripts/fuzz $(ARGS)
+
+format:
+	@scripts/install-deps
+	@scripts/format
+
+install:
+	@scripts/install-deps
+	@scripts/build release
+	@cmake --install build/release

@@ -1,0 +1,51 @@
+# How targets of this project are made: one set of warnings, one way to register tests.
+
+# Warnings and sanitizers of all code written here; generated code stays out.
+function(qdx_own_code target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+endfunction()
+
+if(QDX_SANITIZE)
+    add_compile_options(-fsanitize=${QDX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${QDX_SANITIZE})
+endif()
+
+# qdx_add_library(name [SHARED] SOURCES ... [LIBS ...]): headers of the library stand in inc/ beside its CMakeLists.txt.
+function(qdx_add_library name)
+    cmake_parse_arguments(arg "SHARED" "" "SOURCES;LIBS;PRIVATE_LIBS" ${ARGN})
+    set(kind STATIC)
+    if(arg_SHARED)
+        set(kind SHARED)
+    endif()
+    add_library(${name} ${kind} ${arg_SOURCES})
+    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/inc)
+    target_link_libraries(${name} PUBLIC ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
+    qdx_own_code(${name})
+endfunction()
+
+# qdx_add_messages(name file.proto): the generated message classes as a static library, built without our warnings.
+function(qdx_add_messages name proto)
+    add_library(${name} STATIC)
+    target_link_libraries(${name} PUBLIC protobuf::libprotobuf)
+    protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${CMAKE_CURRENT_SOURCE_DIR}/${proto}
+        IMPORT_DIRS ${CMAKE_CURRENT_SOURCE_DIR} PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
+    target_include_directories(${name} SYSTEM PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
+endfunction()
+
+# qdx_add_tests(name SOURCES ... LIBS ... [LABELS ...] [TIMEOUT s]): one GoogleTest program; each of its tests
+# runs as a process of its own.
+function(qdx_add_tests name)
+    if(NOT QDX_BUILD_TESTS)
+        return()
+    endif()
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main)
+    qdx_own_code(${name})
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+        PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()

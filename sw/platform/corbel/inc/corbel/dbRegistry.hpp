@@ -1,0 +1,33 @@
+// The configuration database of a unit: typed values under paths, read from a TOML file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Corbel::V1 {
+
+// An open database. Each read gives 0 and the values on success; nonzero, with the result untouched, when the key is missing or its
+// value is of the wrong type or range. A single value also reads as a list of one. Any thread may read.
+class DbHandleIf {
+public:
+    virtual int readUintList(const std::string& key, std::vector<unsigned int>& values) = 0;
+    virtual int readByteList(const std::string& key, std::vector<unsigned char>& values) = 0;
+    virtual int readStringList(const std::string& key, std::vector<std::string>& values) = 0;
+    virtual int readString(const std::string& key, std::string& value) = 0;
+    virtual ~DbHandleIf() = default;
+};
+
+class DbRegistryIf {
+public:
+    static DbRegistryIf& getInstance();
+
+    // Opens the database file $UNIT_ROOT + path. A missing file is an empty database; a file that can't be read or doesn't parse
+    // throws std::runtime_error with the path and, if it is the parse, line and column.
+    virtual std::shared_ptr<DbHandleIf> openDatabase(const std::string& path) = 0;
+
+protected:
+    ~DbRegistryIf() = default;
+};
+
+}  // namespace Corbel::V1
