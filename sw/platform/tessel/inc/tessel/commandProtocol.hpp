@@ -7,15 +7,19 @@
 //     length  4 bytes, little-endian: bytes of the payload
 //     payload
 //
-//     request   Run     the words typed          answer   Output  bytes for standard output, any
-//     number of frames
-//               List    nothing                           Error   bytes for standard error
-//               Table   one command word                  Exit    the status for the shell, 4 bytes
-//               little-endian; the last frame
+// Requests are
 //
-// Words are each a length of 4 bytes, little-endian, and their bytes without a NUL. List is
-// answered with the words of the commands, one per line; Table with a line "syntax TAB help" per
-// subcommand.
+//     Run     the words typed
+//     List    nothing; answered with the words of the commands, one per line
+//     Table   one command word; answered with a line "syntax TAB help" per subcommand
+//
+// and answers any number of the first two, then the third as the last frame:
+//
+//     Output  bytes for standard output
+//     Error   bytes for standard error
+//     Exit    the status for the shell, 4 bytes little-endian
+//
+// Words are each a length of 4 bytes, little-endian, and their bytes without a NUL.
 //
 // A client that closes its side, or sends more than its request, gives up the answer.
 #pragma once

@@ -52,8 +52,7 @@ public:
 // Serves $UNIT_ROOT/run/tessel/command.sock on a thread of its own; commands run on the active
 // objects that registered them.
 //
-//     CommandServer server(table);   // the socket is this process's: a second server is refused
-//     from here on
+//     CommandServer server(table);   // from here on a second server is refused
 //     ...register commands...
 //     server.serve();
 //
