@@ -1,4 +1,9 @@
 // Tables of subcommands and the search of the row that typed words mean.
+//
+//     helper.registerCmdTable("dch", {{"dch filter status", status, "Show status of filters."},
+//                                     {"dch filter enable <filterId>", enable, "Enable a
+//                                     filter."}});
+//     helper.executeCmd({"dch", "filter", "enable", "11"}, std::cout);   // calls enable
 #pragma once
 
 #include <functional>
@@ -11,16 +16,19 @@ namespace Bevel::CmdTableHelper {
 
 // One subcommand.
 struct CmdDefinition {
-    // Literal words and parameters, "dch filter enable <filterId>". A word that begins with "<" or "{" ends the literal words.
+    // Literal words and parameters, "dch filter enable <filterId>". A word that begins with "<" or
+    // "{" begins the parameters.
     std::string syntax;
-    // Gets the typed words, the command word first; its result is that of executeCmd.
+    // Gets the typed words, the command word first and a null pointer behind the last; they are
+    // valid during the call. Its result is that of executeCmd.
     std::function<int(int, const char* const*, std::ostream&)> handler;
     std::string help;
 };
 
 namespace V2 {
 
-// The tables of the process, by command word. Any thread may call; a handler runs on the caller's thread.
+// The tables of the process, by command word. Any thread may call; a handler runs on the caller's
+// thread, outside any lock, and may itself call the helper.
 class CmdTableHelperIf {
 public:
     // Result of executeCmd when no row wins: the line is not valid.
@@ -29,15 +37,18 @@ public:
     static CmdTableHelperIf& getInstance();
 
     // Keeps a copy of the table for the command word; a table kept for it before is replaced.
-    virtual void registerCmdTable(const std::string& command, const std::vector<CmdDefinition>& table) = 0;
+    virtual void registerCmdTable(const std::string& command,
+                                  const std::vector<CmdDefinition>& table) = 0;
 
-    // Calls the handler of the row whose leading literal words the typed words repeat for longest; on a tie, of the row that takes
-    // parameters and whose next literal word the typed word starts with. Without a winner writes the usage of the rows that come
-    // nearest and gives invalidCommand.
+    // Calls the handler of the row whose leading literal words the typed words repeat for longest;
+    // on a tie, of the row that takes parameters and whose next literal word the typed word starts
+    // with. Without a winner writes the usage of the rows that come nearest and gives
+    // invalidCommand. What the handler throws passes through.
     virtual int executeCmd(const std::vector<std::string>& words, std::ostream& out) = 0;
 
     // The table kept for the command word, for help and completion.
-    virtual std::optional<std::vector<CmdDefinition>> getCmdTable(const std::string& command) const = 0;
+    virtual std::optional<std::vector<CmdDefinition>> getCmdTable(
+        const std::string& command) const = 0;
 
 protected:
     ~CmdTableHelperIf() = default;

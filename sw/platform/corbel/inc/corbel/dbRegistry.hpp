@@ -1,4 +1,8 @@
 // The configuration database of a unit: typed values under paths, read from a TOML file.
+//
+//     [qdx]
+//     enabled = 1                                   # /qdx/enabled
+//     staticFilters.enabledByDefault = ["radio"]    # /qdx/staticFilters/enabledByDefault
 #pragma once
 
 #include <memory>
@@ -7,8 +11,12 @@
 
 namespace Corbel::V1 {
 
-// An open database. Each read gives 0 and the values on success; nonzero, with the result untouched, when the key is missing or its
-// value is of the wrong type or range. A single value also reads as a list of one. Any thread may read.
+// An open database. A key is "/" and a table's name for each table on the way, then "/" and the
+// value's name; each name must stand in the file exactly as between the slashes.
+//
+// Each read gives 0 and the values on success; nonzero, with the result untouched, when the key is
+// missing or its value, or any element of its array, is of the wrong type or range. A single value
+// also reads as a list of one; an empty array reads as an empty list. Any thread may read.
 class DbHandleIf {
 public:
     virtual int readUintList(const std::string& key, std::vector<unsigned int>& values) = 0;
@@ -20,10 +28,13 @@ public:
 
 class DbRegistryIf {
 public:
+    // The registry of the process. Any thread may call.
     static DbRegistryIf& getInstance();
 
-    // Opens the database file $UNIT_ROOT + path. A missing file is an empty database; a file that can't be read or doesn't parse
-    // throws std::runtime_error with the path and, if it is the parse, line and column.
+    // Reads the database file $UNIT_ROOT + path once; later changes of the file don't reach the
+    // handle. A missing file is an empty database; a file that can't be read or doesn't parse
+    // throws std::runtime_error with one line that names the path and, if it is the parse, line and
+    // column.
     virtual std::shared_ptr<DbHandleIf> openDatabase(const std::string& path) = 0;
 
 protected:
