@@ -103,7 +103,7 @@ public:
         return found == contexts.end() ? nullptr : &found->second;
     }
 
-    const InfoObjectContext* insert(const std::string& text, InfoObjectContext context) {
+    const InfoObjectContext* insert(const std::string& text, InfoObjectContext&& context) {
         const std::unique_lock lock(mutex);
         return &contexts.try_emplace(text, std::move(context)).first->second;
     }

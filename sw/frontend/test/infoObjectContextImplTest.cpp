@@ -126,6 +126,7 @@ TEST(ContextCacheTest, GivesTheSameContextForTheSameText) {
 
 TEST(ContextCacheTest, KeepsContextsInPlaceAsItGrows) {
     std::vector<const InfoObjectContext*> contexts;
+    contexts.reserve(10000);
     for (int value = 0; value < 10000; ++value) {
         contexts.push_back(InfoObjectContextImpl::cache("clientId=" + std::to_string(value)));
     }
@@ -141,6 +142,7 @@ TEST(ContextCacheTest, GivesAllThreadsOneContextForOneText) {
     constexpr int texts = 500;
     std::vector<std::vector<const InfoObjectContext*>> seen(threadCount);
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (auto& contexts : seen) {
         threads.emplace_back([&contexts] {
             for (int value = 0; value < texts; ++value) {

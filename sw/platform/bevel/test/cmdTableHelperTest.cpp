@@ -1,6 +1,6 @@
 #include "bevel/cmdTableHelper.hpp"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <sstream>
@@ -12,9 +12,6 @@
 namespace Bevel::CmdTableHelper {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using Helper = V2::CmdTableHelperIf;
 
 const std::vector<std::pair<std::string, std::string>> dchRows{
@@ -62,6 +59,7 @@ protected:
     void enter(const std::string& command,
                const std::vector<std::pair<std::string, std::string>>& rows) {
         std::vector<CmdDefinition> table;
+        table.reserve(rows.size());
         for (const auto& [syntax, help] : rows) {
             table.push_back(
                 {syntax,
@@ -99,7 +97,7 @@ protected:
                      const std::vector<std::pair<std::string, std::string>>& rows) {
         std::string usage = "Usage:\n";
         for (const auto& [syntax, help] : rows) {
-            usage += "  " + syntax + "\n      " + help + "\n";
+            usage.append("  ").append(syntax).append("\n      ").append(help).append("\n");
         }
         const Outcome outcome = execute(line);
         EXPECT_EQ(outcome.row, "") << line;
@@ -286,6 +284,7 @@ TEST_F(CmdTableHelperTest, ThreadsExecuteWhileTablesAreReplaced) {
     std::atomic<int> calls = 0;
     helper.registerCmdTable("busy", count(calls));
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&] {
             for (int round = 0; round < 500; ++round) {

@@ -32,7 +32,7 @@ std::optional<std::string> readFile(const std::string& path) {
         throwUnreadable(path, errno);
     }
     std::string text;
-    std::array<char, 4096> chunk;
+    std::array<char, 4096> chunk{};
     while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
         text.append(chunk.data(), size);
     }

@@ -43,10 +43,11 @@ std::optional<std::vector<T>> readList(const toml::node& node,
     std::vector<T> values;
     const auto append = [&](const toml::node& element) {
         auto value = read(element);
-        if (value) {
-            values.push_back(*std::move(value));
+        if (!value) {
+            return false;
         }
-        return value.has_value();
+        values.push_back(*std::move(value));
+        return true;
     };
     const auto* array = node.as_array();
     const bool whole =

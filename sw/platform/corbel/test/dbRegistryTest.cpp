@@ -41,10 +41,11 @@ private:
 };
 
 class DbRegistryTest : public ::testing::Test {
-protected:
+public:
     DbRegistryTest() { root.use(); }
     ~DbRegistryTest() override { ::unsetenv("UNIT_ROOT"); }
 
+protected:
     static std::shared_ptr<DbHandleIf> open(const std::string& path = "/swdb.cfg") {
         return DbRegistryIf::getInstance().openDatabase(path);
     }
@@ -135,6 +136,7 @@ TEST_F(DbRegistryTest, SeveralThreadsReadOneDatabase) {
     root.write("swdb.cfg", "level = [1, 2, 3]");
     const auto database = open();
     std::vector<std::thread> readers;
+    readers.reserve(4);
     for (int reader = 0; reader < 4; ++reader) {
         readers.emplace_back([&database] {
             for (int round = 0; round < 1000; ++round) {

@@ -50,8 +50,7 @@ public:
     virtual std::optional<std::vector<CmdDefinition>> getCmdTable(
         const std::string& command) const = 0;
 
-protected:
-    ~CmdTableHelperIf() = default;
+    virtual ~CmdTableHelperIf() = default;
 };
 
 }  // namespace V2

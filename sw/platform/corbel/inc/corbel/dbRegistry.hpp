@@ -37,8 +37,7 @@ public:
     // column.
     virtual std::shared_ptr<DbHandleIf> openDatabase(const std::string& path) = 0;
 
-protected:
-    ~DbRegistryIf() = default;
+    virtual ~DbRegistryIf() = default;
 };
 
 }  // namespace Corbel::V1
