@@ -1,0 +1,105 @@
+#include "batchWriter.hpp"
+
+#include <stdexcept>
+#include <string>
+
+namespace Qdx::Frontend {
+namespace {
+
+// What ends a word for the receiver, which reads the key text by stream extraction up to its NUL.
+constexpr std::string_view wordEnds(" \t\n\v\f\r\0", 7);
+
+void requireWord(std::string_view text) {
+    if (text.find_first_of(wordEnds) != std::string_view::npos) {
+        throw std::invalid_argument("BatchWriter: white space or NUL in \"" + std::string(text) +
+                                    "\"");
+    }
+}
+
+void append(Bytes& out, std::string_view text) {
+    out.insert(out.end(), text.begin(), text.end());
+}
+
+}  // namespace
+
+bool BatchWriter::addMeasurement(std::string_view name, std::string_view context,
+                                 Qdx::V1::MeasurementData value) {
+    return addInt64(measurements, name, context, value.value);
+}
+
+bool BatchWriter::addCounter(std::string_view name, std::string_view context,
+                             Qdx::V1::CounterData value) {
+    return addInt64(counters, name, context, value.value);
+}
+
+bool BatchWriter::addRecord(std::string_view name, std::string_view context,
+                            std::span<const unsigned char> payload) {
+    if (!beginItem(records, name, context, payload.size())) {
+        return false;
+    }
+    records.insert(records.end(), payload.begin(), payload.end());
+    return true;
+}
+
+bool BatchWriter::empty() const {
+    return measurements.empty() && counters.empty() && records.empty();
+}
+
+Bytes BatchWriter::take(References references) {
+    Bytes message;
+    message.reserve(size());
+    appendMessageNumber(message, beProcessBatchesUreq);
+    constexpr std::uint32_t reserved = 0;
+    for (const std::uint32_t word : {references.procedure, references.connection, reserved}) {
+        appendUint32(message, word);
+    }
+    for (const Bytes* section : {&measurements, &counters, &records}) {
+        appendUint32(message, static_cast<std::uint32_t>(section->size()));
+    }
+    for (Bytes* section : {&measurements, &counters, &records}) {
+        message.insert(message.end(), section->begin(), section->end());
+        section->clear();
+    }
+    return message;
+}
+
+bool BatchWriter::addInt64(Bytes& section, std::string_view name, std::string_view context,
+                           std::int64_t value) {
+    if (!beginItem(section, name, context, sizeof(value))) {
+        return false;
+    }
+    appendInt64(section, value);
+    return true;
+}
+
+bool BatchWriter::beginItem(Bytes& section, std::string_view name, std::string_view context,
+                            std::size_t payloadSize) {
+    if (name.empty()) {
+        throw std::invalid_argument("BatchWriter: a sample needs a name");
+    }
+    requireWord(name);
+    requireWord(context);
+    const std::size_t contextSize = context.empty() ? 0 : context.size() + 1;
+    const std::size_t itemSize = name.size() + contextSize + 1 + 4 + payloadSize;
+    if (batchHeaderSize + itemSize > maximumSize) {
+        throw std::length_error("BatchWriter: \"" + std::string(name) +
+                                "\" is larger than a whole message");
+    }
+    if (size() + itemSize > maximumSize) {
+        return false;
+    }
+    append(section, name);
+    if (!context.empty()) {
+        section.push_back(' ');
+        append(section, context);
+    }
+    section.push_back('\0');
+    appendUint32(section, static_cast<std::uint32_t>(payloadSize));
+    return true;
+}
+
+std::size_t BatchWriter::size() const {
+    return batchHeaderSize + measurements.size() + counters.size() + records.size();
+}
+
+}  // namespace Qdx::Frontend
