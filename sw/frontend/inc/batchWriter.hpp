@@ -1,28 +1,19 @@
 // Batches: the message that carries measurements, counters and records to the collector.
+// wireFormat.hpp draws it.
 //
 //     BatchWriter batch(ozo_get_max_size());
-//     if (!batch.addMeasurement("host:cpu:load", "deviceId=0", {2500})) {
-//         send(batch.take());      // full: what didn't fit goes into the next one
-//         batch.addMeasurement(...);
+//     while (!batch.addMeasurement("host:cpu:load", "deviceId=0", {2500})) {
+//         send(batch.take());  // full: what didn't fit goes into the next one
 //     }
-//
-// The message, its numbers big-endian except the first:
-//
-//     message number, procedure, connection, 0       4 bytes each
-//     bytes of measurements, of counters, of records 4 bytes each
-//     items of measurements, of counters, of records without padding
-//
-// An item is its key text "name" or "name context" and a NUL, the size of its payload in 4 bytes,
-// and the payload: 8 bytes of a measurement or counter, the bytes of a record.
 #pragma once
 
 #include <span>
 #include <string_view>
 
+#include "frontendMessages.hpp"
 #include "sampleData.hpp"
-#include "wireFormat.hpp"
 
-namespace Qdx::Frontend {
+namespace Qdx::V1 {
 
 // Collects samples up to the size of one message. Once its buffers have grown to that size, adding
 // a sample allocates nothing.
@@ -35,16 +26,13 @@ namespace Qdx::Frontend {
 // One thread at a time.
 class BatchWriter {
 public:
-    // The four words in front of the sections' sizes, and those.
-    static constexpr std::size_t batchHeaderSize = headerSize + 4 + 3 * 4;
-
     // The largest message in bytes, what ozo_get_max_size() gives.
-    explicit BatchWriter(std::size_t maximumSize) : maximumSize(maximumSize) {}
+    explicit BatchWriter(std::size_t maximumBytes) : maximumSize(maximumBytes) {}
 
     [[nodiscard]] bool addMeasurement(std::string_view name, std::string_view context,
-                                      Qdx::V1::MeasurementData value);
+                                      MeasurementData value);
     [[nodiscard]] bool addCounter(std::string_view name, std::string_view context,
-                                  Qdx::V1::CounterData value);
+                                  CounterData value);
     [[nodiscard]] bool addRecord(std::string_view name, std::string_view context,
                                  std::span<const unsigned char> payload);
 
@@ -52,19 +40,19 @@ public:
     bool empty() const;
 
     // The message of what was added; the writer is empty afterwards and keeps its buffers.
-    Bytes take(References references = {});
+    MessageBytes take(References references = {});
 
 private:
-    bool addInt64(Bytes& section, std::string_view name, std::string_view context,
+    bool addInt64(MessageBytes& section, std::string_view name, std::string_view context,
                   std::int64_t value);
-    bool beginItem(Bytes& section, std::string_view name, std::string_view context,
+    bool beginItem(MessageBytes& section, std::string_view name, std::string_view context,
                    std::size_t payloadSize);
     std::size_t size() const;
 
     const std::size_t maximumSize;
-    Bytes measurements;
-    Bytes counters;
-    Bytes records;
+    MessageBytes measurements;
+    MessageBytes counters;
+    MessageBytes records;
 };
 
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1

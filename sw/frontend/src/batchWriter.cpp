@@ -3,7 +3,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace Qdx::Frontend {
+#include "wireFormat.hpp"
+
+namespace Qdx::V1 {
 namespace {
 
 // What ends a word for the receiver, which reads the key text by stream extraction up to its NUL.
@@ -16,19 +18,18 @@ void requireWord(std::string_view text) {
     }
 }
 
-void append(Bytes& out, std::string_view text) {
+void append(MessageBytes& out, std::string_view text) {
     out.insert(out.end(), text.begin(), text.end());
 }
 
 }  // namespace
 
 bool BatchWriter::addMeasurement(std::string_view name, std::string_view context,
-                                 Qdx::V1::MeasurementData value) {
+                                 MeasurementData value) {
     return addInt64(measurements, name, context, value.value);
 }
 
-bool BatchWriter::addCounter(std::string_view name, std::string_view context,
-                             Qdx::V1::CounterData value) {
+bool BatchWriter::addCounter(std::string_view name, std::string_view context, CounterData value) {
     return addInt64(counters, name, context, value.value);
 }
 
@@ -45,25 +46,23 @@ bool BatchWriter::empty() const {
     return measurements.empty() && counters.empty() && records.empty();
 }
 
-Bytes BatchWriter::take(References references) {
-    Bytes message;
+MessageBytes BatchWriter::take(References references) {
+    MessageBytes message;
     message.reserve(size());
-    appendMessageNumber(message, beProcessBatchesUreq);
+    appendHeader(message, beProcessBatchesUreq, references);
     constexpr std::uint32_t reserved = 0;
-    for (const std::uint32_t word : {references.procedure, references.connection, reserved}) {
-        appendUint32(message, word);
-    }
-    for (const Bytes* section : {&measurements, &counters, &records}) {
+    appendUint32(message, reserved);
+    for (const MessageBytes* section : {&measurements, &counters, &records}) {
         appendUint32(message, static_cast<std::uint32_t>(section->size()));
     }
-    for (Bytes* section : {&measurements, &counters, &records}) {
+    for (MessageBytes* section : {&measurements, &counters, &records}) {
         message.insert(message.end(), section->begin(), section->end());
         section->clear();
     }
     return message;
 }
 
-bool BatchWriter::addInt64(Bytes& section, std::string_view name, std::string_view context,
+bool BatchWriter::addInt64(MessageBytes& section, std::string_view name, std::string_view context,
                            std::int64_t value) {
     if (!beginItem(section, name, context, sizeof(value))) {
         return false;
@@ -72,7 +71,7 @@ bool BatchWriter::addInt64(Bytes& section, std::string_view name, std::string_vi
     return true;
 }
 
-bool BatchWriter::beginItem(Bytes& section, std::string_view name, std::string_view context,
+bool BatchWriter::beginItem(MessageBytes& section, std::string_view name, std::string_view context,
                             std::size_t payloadSize) {
     if (name.empty()) {
         throw std::invalid_argument("BatchWriter: a sample needs a name");
@@ -81,7 +80,7 @@ bool BatchWriter::beginItem(Bytes& section, std::string_view name, std::string_v
     requireWord(context);
     const std::size_t contextSize = context.empty() ? 0 : context.size() + 1;
     const std::size_t itemSize = name.size() + contextSize + 1 + 4 + payloadSize;
-    if (batchHeaderSize + itemSize > maximumSize) {
+    if (beProcessBatchesFixedSize + itemSize > maximumSize) {
         throw std::length_error("BatchWriter: \"" + std::string(name) +
                                 "\" is larger than a whole message");
     }
@@ -99,7 +98,7 @@ bool BatchWriter::beginItem(Bytes& section, std::string_view name, std::string_v
 }
 
 std::size_t BatchWriter::size() const {
-    return batchHeaderSize + measurements.size() + counters.size() + records.size();
+    return beProcessBatchesFixedSize + measurements.size() + counters.size() + records.size();
 }
 
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1

@@ -8,8 +8,9 @@
 
 #include "allocationCounter.hpp"
 #include "hexText.hpp"
+#include "wireFormat.hpp"
 
-namespace Qdx::Frontend {
+namespace Qdx::V1 {
 namespace {
 
 // Header and sections of a batch with no items.
@@ -37,7 +38,7 @@ TEST(BatchWriterTest, NameWithoutContextIsFollowedByItsNul) {
 
 TEST(BatchWriterTest, SectionsFollowEachOtherWhateverTheOrderOfAdding) {
     BatchWriter batch(1000);
-    const Bytes payload = fromHex("cafe");
+    const MessageBytes payload = fromHex("cafe");
     ASSERT_TRUE(batch.addRecord("rec", "", payload));
     ASSERT_TRUE(batch.addCounter("cou", "", {2}));
     ASSERT_TRUE(batch.addMeasurement("mea", "", {1}));
@@ -87,7 +88,7 @@ TEST(BatchWriterTest, IsEmptyAgainOnceTaken) {
 
 TEST(BatchWriterTest, FillsTheMessageToItsLastByte) {
     const std::size_t itemSize = 4 + 4 + 8;
-    const std::size_t twoItems = BatchWriter::batchHeaderSize + 2 * itemSize;
+    const std::size_t twoItems = beProcessBatchesFixedSize + 2 * itemSize;
     BatchWriter exact(twoItems);
     EXPECT_TRUE(exact.addMeasurement("abc", "", {1}));
     EXPECT_TRUE(exact.addCounter("abc", "", {1}));
@@ -102,7 +103,7 @@ TEST(BatchWriterTest, FillsTheMessageToItsLastByte) {
 }
 
 TEST(BatchWriterTest, SampleThatDoesNotFitLeavesTheBatchAsItIs) {
-    BatchWriter batch(BatchWriter::batchHeaderSize + 20);
+    BatchWriter batch(beProcessBatchesFixedSize + 31);
     ASSERT_TRUE(batch.addMeasurement("abc", "", {1}));
     ASSERT_FALSE(batch.addMeasurement("abc", "rfBranch=1", {2}));
     ASSERT_FALSE(batch.addCounter("abc", "", {2}));
@@ -113,9 +114,9 @@ TEST(BatchWriterTest, SampleThatDoesNotFitLeavesTheBatchAsItIs) {
 }
 
 TEST(BatchWriterTest, RefusesASampleLargerThanAMessage) {
-    BatchWriter batch(BatchWriter::batchHeaderSize + 16);
+    BatchWriter batch(beProcessBatchesFixedSize + 16);
     EXPECT_THROW((void)batch.addMeasurement("abcd", "", {1}), std::length_error);
-    const Bytes payload(9);
+    const MessageBytes payload(9);
     EXPECT_THROW((void)batch.addRecord("abc", "", payload), std::length_error);
     EXPECT_TRUE(batch.empty());
     EXPECT_TRUE(batch.addMeasurement("abc", "", {1}));
@@ -140,7 +141,7 @@ TEST(BatchWriterTest, RefusesASampleWithoutAName) {
 
 TEST(BatchWriterTest, AddingAllocatesNothingOnceTheBuffersHaveGrown) {
     BatchWriter batch(65536);
-    const Bytes payload(16);
+    const MessageBytes payload(16);
     const auto fill = [&] {
         int samples = 0;
         while (batch.addMeasurement("host:cpu:load", "deviceId=0", {1}) &&
@@ -159,4 +160,4 @@ TEST(BatchWriterTest, AddingAllocatesNothingOnceTheBuffersHaveGrown) {
 }
 
 }  // namespace
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1

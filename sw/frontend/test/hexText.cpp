@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstring>
 
-namespace Qdx::Frontend {
+namespace Qdx::V1 {
 
 std::string toHex(std::span<const unsigned char> bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -35,4 +35,4 @@ std::string numberInHostOrder(std::uint32_t number) {
     return toHex(bytes);
 }
 
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1

@@ -1,4 +1,4 @@
-// Bytes as text that tests can show and read.
+// MessageBytes as text that tests can show and read.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Qdx::Frontend {
+namespace Qdx::V1 {
 
 // "017070c3 00": lower case, a blank behind every four bytes.
 std::string toHex(std::span<const unsigned char> bytes);
@@ -18,4 +18,4 @@ std::vector<unsigned char> fromHex(std::string_view digits);
 // The first word of a message as this host stores it.
 std::string numberInHostOrder(std::uint32_t number);
 
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1

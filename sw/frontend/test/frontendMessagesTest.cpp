@@ -1,11 +1,12 @@
-#include "wireFormat.hpp"
+#include "frontendMessages.hpp"
 
 #include <gtest/gtest.h>
 
 #include "InfoObjectCollections.pb.h"
 #include "hexText.hpp"
+#include "wireFormat.hpp"
 
-namespace Qdx::Frontend {
+namespace Qdx::V1 {
 namespace {
 
 RadioMetaData hostMetaData() {
@@ -14,7 +15,7 @@ RadioMetaData hostMetaData() {
     return metaData;
 }
 
-TEST(WireFormatTest, NumbersAreThoseOfTheProtocol) {
+TEST(FrontendMessagesTest, NumbersAreThoseOfTheProtocol) {
     EXPECT_EQ(beConnectionReq, 24146112u);
     EXPECT_EQ(beConnectionCfm, 24146113u);
     EXPECT_EQ(beConnectionRej, 24146114u);
@@ -22,30 +23,30 @@ TEST(WireFormatTest, NumbersAreThoseOfTheProtocol) {
     EXPECT_EQ(beProcessMetaDataUreq, 24146118u);
 }
 
-TEST(WireFormatTest, ConnectionRequestCarriesItsRevisionsBigEndian) {
+TEST(FrontendMessagesTest, ConnectionRequestCarriesItsRevisionsBigEndian) {
     EXPECT_EQ(
         toHex(encodeConnectionRequest({.procedure = 0x01020304, .connection = 0x0a0b0c0d},
                                       {1, 256, 0xfffefdfc})),
         numberInHostOrder(0x017070C0) + " 01020304 0a0b0c0d 00000003 00000001 00000100 fffefdfc");
 }
 
-TEST(WireFormatTest, ConnectionRequestMayOfferNothing) {
+TEST(FrontendMessagesTest, ConnectionRequestMayOfferNothing) {
     EXPECT_EQ(toHex(encodeConnectionRequest({}, {})),
               numberInHostOrder(0x017070C0) + " 00000000 00000000 00000000");
 }
 
 // The field hwName is 6 and of length type: 0x32, the length 4, "host". In base64 "MgRob3N0".
-TEST(WireFormatTest, MetaDataIsBase64TextWithANulBehindIt) {
+TEST(FrontendMessagesTest, MetaDataIsBase64TextWithANulBehindIt) {
     EXPECT_EQ(toHex(encodeMetaData({.procedure = 7, .connection = 8}, hostMetaData())),
               numberInHostOrder(0x017070C6) + " 00000007 00000008 4d67526f 62334e30 00");
 }
 
-TEST(WireFormatTest, EmptyMetaDataIsAnEmptyText) {
+TEST(FrontendMessagesTest, EmptyMetaDataIsAnEmptyText) {
     EXPECT_EQ(toHex(encodeMetaData({}, {})),
               numberInHostOrder(0x017070C6) + " 00000000 00000000 00");
 }
 
-TEST(WireFormatTest, ReadsAConfirmation) {
+TEST(FrontendMessagesTest, ReadsAConfirmation) {
     const auto reply = decodeConnectionReply(
         fromHex(numberInHostOrder(0x017070C1) + "01020304 00000001 00000100"));
     ASSERT_TRUE(reply.has_value());
@@ -55,7 +56,7 @@ TEST(WireFormatTest, ReadsAConfirmation) {
     EXPECT_EQ(reply->value, 256u);
 }
 
-TEST(WireFormatTest, ReadsARejection) {
+TEST(FrontendMessagesTest, ReadsARejection) {
     const auto reply = decodeConnectionReply(
         fromHex(numberInHostOrder(0x017070C2) + "fffefdfc 00000001 00000001"));
     ASSERT_TRUE(reply.has_value());
@@ -64,32 +65,33 @@ TEST(WireFormatTest, ReadsARejection) {
     EXPECT_EQ(reply->value, 1u);
 }
 
-TEST(WireFormatTest, RefusesWhatIsNoReply) {
+TEST(FrontendMessagesTest, RefusesWhatIsNoReply) {
     const std::string body = "00000000 00000001 00000001";
     EXPECT_FALSE(decodeConnectionReply(fromHex(numberInHostOrder(0x017070C0) + body)));
     EXPECT_FALSE(decodeConnectionReply(fromHex(numberInHostOrder(0x017070C3) + body)));
     EXPECT_FALSE(decodeConnectionReply({}));
 }
 
-TEST(WireFormatTest, RefusesRepliesOfAnotherSize) {
-    const Bytes whole = fromHex(numberInHostOrder(0x017070C1) + "00000000 00000001 00000001");
+TEST(FrontendMessagesTest, RefusesRepliesOfAnotherSize) {
+    const MessageBytes whole =
+        fromHex(numberInHostOrder(0x017070C1) + "00000000 00000001 00000001");
     for (std::size_t size = 0; size < whole.size(); ++size) {
         EXPECT_FALSE(decodeConnectionReply(std::span(whole).first(size))) << size;
     }
-    Bytes longer = whole;
+    MessageBytes longer = whole;
     longer.push_back(0);
     EXPECT_FALSE(decodeConnectionReply(longer));
 }
 
-TEST(WireFormatTest, SignedValuesKeepTheirSign) {
-    Bytes bytes;
+TEST(FrontendMessagesTest, SignedValuesKeepTheirSign) {
+    MessageBytes bytes;
     appendInt64(bytes, -2);
     appendInt64(bytes, 0x0102030405060708);
     EXPECT_EQ(toHex(bytes), "ffffffff fffffffe 01020304 05060708");
 }
 
-TEST(WireFormatTest, MessageOfTheServiceHasTheSameBytesAndNumber) {
-    const Bytes bytes = encodeConnectionRequest({.procedure = 5}, {1});
+TEST(FrontendMessagesTest, MessageOfTheServiceHasTheSameBytesAndNumber) {
+    const MessageBytes bytes = encodeConnectionRequest({.procedure = 5}, {1});
     ozo_msg* message = toOzoMessage(bytes);
     EXPECT_EQ(message->msgno, beConnectionReq);
     EXPECT_EQ(toHex(bytesOf(message)), toHex(bytes));
@@ -97,4 +99,4 @@ TEST(WireFormatTest, MessageOfTheServiceHasTheSameBytesAndNumber) {
 }
 
 }  // namespace
-}  // namespace Qdx::Frontend
+}  // namespace Qdx::V1
