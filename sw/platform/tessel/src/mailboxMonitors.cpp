@@ -1,0 +1,34 @@
+#include "mailboxMonitors.hpp"
+
+#include <cstring>
+#include <utility>
+
+namespace Tessel {
+
+int MailboxMonitors::add(std::uint32_t mailbox, Callback callback) {
+    if (callbacks_.find(mailbox) == callbacks_.end()) {
+        if (const int refusal = ozo_monitor(mailbox, messageNumber); refusal != 0) {
+            return refusal;
+        }
+    }
+    callbacks_[mailbox].push_back(std::move(callback));
+    return 0;
+}
+
+void MailboxMonitors::handleGone(const ozo_msg& message) {
+    std::uint32_t mailbox = 0;
+    if (ozo_size(&message) < sizeof message + sizeof mailbox) {
+        return;
+    }
+    std::memcpy(&mailbox, &message + 1, sizeof mailbox);
+    // Taken out first: a callback may ask for the same mailbox again.
+    const auto asked = callbacks_.extract(mailbox);
+    if (asked.empty()) {
+        return;
+    }
+    for (const auto& callback : asked.mapped()) {
+        callback(mailbox);
+    }
+}
+
+}  // namespace Tessel
