@@ -53,8 +53,7 @@ TEST_F(DbGetTest, ValueOfAnotherTypeOrRangeCountsAsAbsent) {
 
 TEST_F(DbGetTest, EmptyListThrows) {
     root.writeDatabase("[qdx]\nenabled = []\nmaxFilterLimit = []\n");
-    constexpr auto text =
-        "vector::_M_range_check: __n (which is 0) >= this->size() (which is 0)";
+    constexpr auto text = "vector::_M_range_check: __n (which is 0) >= this->size() (which is 0)";
     EXPECT_THAT([] { dbGet<unsigned char>("/qdx/enabled"); },
                 testing::ThrowsMessage<std::out_of_range>(text));
     EXPECT_THAT([] { dbGet<unsigned int>("/qdx/maxFilterLimit"); },

@@ -14,7 +14,8 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using Attributes = std::map<std::string, std::string>;
 
-// Feeds events as a parser would: open(...), text(...), close(...), or a whole element without text.
+// Feeds events as a parser would: open(...), text(...), close(...), or a whole element without
+// text.
 class ParserContextTest : public testing::Test {
 protected:
     ParserContextTest& open(const std::string& name, const Attributes& attributes = {}) {
@@ -37,8 +38,11 @@ protected:
     }
 
     ParserContextTest& declare(const std::string& tag) {
-        return open("infoObjectList").open("tags").element("tag", {{"name", tag}}).close("tags").close(
-            "infoObjectList");
+        return open("infoObjectList")
+            .open("tags")
+            .element("tag", {{"name", tag}})
+            .close("tags")
+            .close("infoObjectList");
     }
 
     ParserContextTest& openObject(const std::string& name, const std::string& id = "1",
@@ -154,11 +158,12 @@ TEST_P(ParserContextIdTest, IsReadLikeFromAStream) {
     EXPECT_THAT(context.getErrWarn(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParserContextIdTest,
-    testing::Values(std::pair("0", 0U), std::pair("4294967295", 4294967295U), std::pair("  12", 12U),
-                    std::pair("12abc", 12U), std::pair("abc", 0U), std::pair("", 0U),
-                    std::pair("0x10", 0U), std::pair("4294967296", 4294967295U)));
+INSTANTIATE_TEST_SUITE_P(Texts, ParserContextIdTest,
+                         testing::Values(std::pair("0", 0U), std::pair("4294967295", 4294967295U),
+                                         std::pair("  12", 12U), std::pair("12abc", 12U),
+                                         std::pair("abc", 0U), std::pair("", 0U),
+                                         std::pair("0x10", 0U),
+                                         std::pair("4294967296", 4294967295U)));
 
 TEST_F(ParserContextTest, MissingAttributeOfAnObjectThrows) {
     for (const std::string missing : {"id", "name", "type"}) {
