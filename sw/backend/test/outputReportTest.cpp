@@ -111,7 +111,7 @@ protected:
         return valueAndUnit();
     }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
     OutputEncoderImpl encoder{ClockAnchor(at(0), WallTime(seconds(1614837907)))};
 };
 
@@ -385,11 +385,11 @@ protected:
 };
 
 TEST_F(OutputReportGoldenTest, WholeReport) {
-    Test::expectGolden("report.txt", print());
+    Qdx::Test::expectGolden("report.txt", print());
 }
 
 TEST_F(OutputReportGoldenTest, ReportOfTheLastRows) {
-    Test::expectGolden("reportLimit1.txt", print(1));
+    Qdx::Test::expectGolden("reportLimit1.txt", print(1));
 }
 
 }  // namespace
