@@ -193,7 +193,7 @@ TEST_F(OutputReportTest, RecordOfAnotherTypeIsInvalid) {
 }
 
 TEST_F(OutputReportTest, CutRecordShowsWhatCouldBeParsed) {
-    EXPECT_EQ(shownRecord(6, "\x08\x03\x18"), R"('{"carrierId":3}', '', )");
+    EXPECT_EQ(shownRecord(6, "\x08\x03\x80"), R"('{"carrierId":3}', '', )");
 }
 
 TEST_F(OutputReportTest, EmptyRecordIsAnEmptyMessage) {
