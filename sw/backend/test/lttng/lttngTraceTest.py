@@ -78,41 +78,9 @@ class TraceTest(unittest.TestCase):
         return levels
 
 
-class WithoutSession(TraceTest):
-    def test_all_is_off_without_the_provider(self):
-        self.assertEqual(self.emit(), [])
-
-    def test_all_is_off_with_a_provider_that_is_no_library(self):
-        with open(os.path.join(self.home, os.path.basename(PROVIDER)), "w") as file:
-            file.write("no library")
-        self.assertEqual(self.emit(), [])
-
-    def test_all_is_off_without_lttng_on_the_machine(self):
-        provider = self.install_provider()
-        with open(provider, "rb") as file:
-            content = file.read()
-        self.assertIn(b"liblttng-ust.so.1", content)
-        with open(provider, "wb") as file:
-            file.write(content.replace(b"liblttng-ust.so.1", b"liblttng-xxx.so.1"))
-        self.assertEqual(self.emit(), [])
-
-    def test_all_is_off_with_a_provider_without_its_table(self):
-        provider = self.install_provider()
-        with open(provider, "rb") as file:
-            content = file.read()
-        with open(provider, "wb") as file:
-            file.write(content.replace(b"qdxbe_lttng_levels", b"qdxbe_lttng_xxxxxx"))
-        self.assertEqual(self.emit(), [])
-
-    def test_all_is_off_while_nobody_records(self):
-        self.install_provider()
-        self.assertEqual(self.emit(), [])
-
-
-class WithSession(TraceTest):
+class SessionTest(TraceTest):
     def setUp(self):
         super().setUp()
-        self.install_provider()
         pid_file = os.path.join(self.home, "sessiond.pid")
         # Returns when the daemon is ready; without pipes, which the daemon would keep open.
         subprocess.run(["lttng-sessiond", "--background", "--no-kernel", "--pidfile", pid_file], cwd=self.home,
@@ -138,6 +106,43 @@ class WithSession(TraceTest):
         levels = self.emit()
         self.run_tool("lttng", "destroy")
         return levels
+
+
+class WithoutProvider(SessionTest):
+    """Each test records everything, so that a provider which did work would show."""
+
+    def replace_in_provider(self, old, new):
+        provider = self.install_provider()
+        with open(provider, "rb") as file:
+            content = file.read()
+        self.assertIn(old, content)
+        with open(provider, "wb") as file:
+            file.write(content.replace(old, new))
+
+    def test_all_is_off_without_the_provider(self):
+        self.assertEqual(self.record(f"{NAME}:*"), [])
+
+    def test_all_is_off_with_a_provider_that_is_no_library(self):
+        with open(os.path.join(self.home, os.path.basename(PROVIDER)), "w") as file:
+            file.write("no library")
+        self.assertEqual(self.record(f"{NAME}:*"), [])
+
+    def test_all_is_off_without_lttng_on_the_machine(self):
+        self.replace_in_provider(b"liblttng-ust.so.1", b"liblttng-xxx.so.1")
+        self.assertEqual(self.record(f"{NAME}:*"), [])
+
+    def test_all_is_off_with_a_provider_without_its_table(self):
+        self.replace_in_provider(b"qdxbe_lttng_levels", b"qdxbe_lttng_xxxxxx")
+        self.assertEqual(self.record(f"{NAME}:*"), [])
+
+
+class WithProvider(SessionTest):
+    def setUp(self):
+        super().setUp()
+        self.install_provider()
+
+    def test_all_is_off_while_nobody_records(self):
+        self.assertEqual(self.emit(), [])
 
     def test_each_level_arrives_with_its_fields(self):
         self.assertEqual(self.record(f"{NAME}:*"), LEVELS)
