@@ -1,9 +1,9 @@
-// Info object list files: whatever their text, reading ends, keeps its invariants and gives the same again.
+// Info object list files: whatever their text, reading ends, keeps its invariants and gives the
+// same again.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <set>
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "listFileReader.hpp"
+#include "pieces.hpp"
 
 namespace {
 
@@ -25,16 +26,10 @@ struct Outcome {
     bool thrown = false;
 };
 
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
 Outcome read(std::string text) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
         fmemopen(text.data(), text.size(), "r"), &std::fclose);
-    require(file != nullptr);
+    Qdx::Fuzz::require(file != nullptr);
     Outcome outcome;
     ParserContext context(&outcome.objects);
     try {
@@ -47,7 +42,7 @@ Outcome read(std::string text) {
     outcome.faults = context.getErrWarn();
     outcome.includes = context.getInclude();
     // A document that is well formed to its end leaves no element open.
-    require(outcome.thrown || !outcome.faults.empty() || context.getHierarchy().empty());
+    Qdx::Fuzz::require(outcome.thrown || !outcome.faults.empty() || context.getHierarchy().empty());
     return outcome;
 }
 
@@ -63,9 +58,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(data, data + size);
     const auto first = read(text);
     const auto second = read(text);
-    require(first.faults == second.faults && first.includes == second.includes &&
-            first.thrown == second.thrown);
-    require(std::equal(first.objects.begin(), first.objects.end(), second.objects.begin(),
-                       second.objects.end(), same));
+    Qdx::Fuzz::require(first.faults == second.faults && first.includes == second.includes &&
+                       first.thrown == second.thrown);
+    Qdx::Fuzz::require(std::equal(first.objects.begin(), first.objects.end(),
+                                  second.objects.begin(), second.objects.end(), same));
     return 0;
 }
