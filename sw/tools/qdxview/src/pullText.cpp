@@ -17,8 +17,8 @@ constexpr std::string_view alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint32_t knownVersion = 1;
 
-// Below a collection's smallest size in memory it takes two bytes of input to make one: this keeps
-// a hostile pull from growing a hundredfold.
+// Two bytes of input make a collection, which takes a hundred times as much in memory: this bounds
+// what a hostile pull costs.
 constexpr int mostCollections = 200'000;
 
 // A place in the input, for messages.

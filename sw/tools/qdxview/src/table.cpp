@@ -156,7 +156,7 @@ std::string summaryText(const std::vector<Row>& rows, const std::optional<TimeSp
     }
     auto text = std::to_string(rows.size()) + " series, " + std::to_string(values) + " values";
     if (span) {
-        text += ", " + timeText(span->first) + " to " + timeText(span->last) + " UTC";
+        text += ", " + timeSpanText(*span) + " UTC";
     }
     return text;
 }

@@ -65,6 +65,14 @@ std::string timeText(std::uint64_t secondsSinceEpoch) {
     return text.data();
 }
 
+std::string timeSpanText(const TimeSpan& span) {
+    constexpr std::size_t date = std::string_view("2024-05-01 ").size();
+    const auto first = timeText(span.first);
+    const auto last = timeText(span.last);
+    const bool sameDay = first.size() > date && first.compare(0, date, last, 0, date) == 0;
+    return first + " to " + (sameDay ? last.substr(date) : last);
+}
+
 std::string recordText(std::string_view record) {
     constexpr std::size_t shownBytes = 8;
     auto text = std::to_string(record.size()) + " bytes";

@@ -27,6 +27,9 @@ private:
 // "2024-05-01 10:00:00"; the bare number for a time whose year has more than four digits.
 std::string timeText(std::uint64_t secondsSinceEpoch);
 
+// "2024-05-01 10:00:00 to 10:00:10", with the date again where it's another day.
+std::string timeSpanText(const TimeSpan& span);
+
 // The size of a record and its first bytes: "24 bytes 0a05312e".
 std::string recordText(std::string_view record);
 
