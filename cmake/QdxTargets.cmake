@@ -25,20 +25,14 @@ function(qdx_add_library name)
 endfunction()
 
 # qdx_add_messages(name file.proto...): the generated message classes as a static library, built without our warnings.
-# Headers are generated without the directories of their schemas.
+# The generated headers are included without the directories of their schemas.
 function(qdx_add_messages name)
     set(protos ${ARGN})
     list(TRANSFORM protos PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
-    set(import_dirs)
-    foreach(proto IN LISTS protos)
-        cmake_path(GET proto PARENT_PATH dir)
-        list(APPEND import_dirs ${dir})
-    endforeach()
-    list(REMOVE_DUPLICATES import_dirs)
     add_library(${name} STATIC)
     target_link_libraries(${name} PUBLIC protobuf::libprotobuf)
-    protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${protos}
-        IMPORT_DIRS ${import_dirs} PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
+    protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${protos} APPEND_PATH
+        PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
     target_include_directories(${name} SYSTEM PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()
 

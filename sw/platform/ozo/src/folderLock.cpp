@@ -1,0 +1,45 @@
+#include "folderLock.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "deadline.hpp"
+
+namespace Ozo {
+
+namespace {
+
+constexpr int patienceMs = 2000;
+constexpr std::chrono::milliseconds pause{1};
+
+int lock(int descriptor) {
+    const Deadline deadline(patienceMs);
+    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return errno;
+        if (deadline.remainingMs() == 0)
+            return ETIMEDOUT;
+        std::this_thread::sleep_for(pause);
+    }
+    return 0;
+}
+
+}  // namespace
+
+FolderLock::FolderLock(const std::string& folder)
+    : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    failure = descriptor.isOpen() ? lock(descriptor.get()) : errno;
+}
+
+FolderLock::~FolderLock() {
+    // A child forked meanwhile by another thread may still share the descriptor, and closing it
+    // would then not unlock.
+    if (descriptor.isOpen() && failure == 0)
+        ::flock(descriptor.get(), LOCK_UN);
+}
+
+}  // namespace Ozo

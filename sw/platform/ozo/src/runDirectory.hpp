@@ -1,0 +1,70 @@
+// The files by which mailboxes of a unit find each other.
+//
+//     $UNIT_ROOT/run/ozo/mbox/<id>     the socket on which a mailbox listens
+//     $UNIT_ROOT/run/ozo/name/<name>   a link to ../mbox/<id>; a mailbox can have several
+//     $UNIT_ROOT/run/ozo/id/<id>       a link to ../name/<name>, the name under which the mailbox
+//     was created
+//
+// A mailbox lives as long as somebody listens on its socket. Files that a crash left behind refuse
+// a connection; by that they are known as dead, and whoever wants the name next removes them.
+// Changes that hang on such a test are made under a lock on the run/ozo folder, so that of two that
+// want a dead mailbox's name one gets it and the other learns that it is taken.
+//
+// Operations give 0 or errno's value. Objects are values; any thread.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "descriptor.hpp"
+
+namespace Ozo {
+
+class RunDirectory {
+public:
+    // The unit that UNIT_ROOT names now.
+    static RunDirectory current();
+
+    // Gives the socket an id that no file has, and makes it listen under that id with the name.
+    int publish(int socket, const std::string& name, std::uint32_t& id) const;
+    int addName(const std::string& name, std::uint32_t id) const;
+    // Removes the files of a mailbox that still lives. Names that lead elsewhere by now stay.
+    void remove(std::uint32_t id, std::span<const std::string> names) const;
+
+    // The live mailbox of that name; OZO_NO_MAILBOX if there is none.
+    std::uint32_t locate(const std::string& name) const;
+    // The name under which a mailbox was created.
+    std::optional<std::string> nameOf(std::uint32_t id) const;
+    // The user whose socket it is; empty if the file is gone.
+    std::optional<uid_t> ownerOf(std::uint32_t id) const;
+    // ECONNREFUSED or ENOENT: nobody listens there.
+    int connect(int socket, std::uint32_t id) const;
+
+private:
+    explicit RunDirectory(std::string unitRoot);
+
+    int makeFolders() const;
+    int bindFreeId(int socket, std::uint32_t& id) const;
+    int claimName(const std::string& name, std::uint32_t id) const;
+    int removeIfDead(const std::string& name) const;
+    std::uint32_t idBehind(const std::string& name) const;
+    int probe(std::uint32_t id) const;
+    void removeMailboxFiles(std::uint32_t id) const;
+
+    std::string mboxFolder() const { return root + "/run/ozo/mbox"; }
+    std::string nameLink(const std::string& name) const { return root + "/run/ozo/name/" + name; }
+    std::string idLink(std::uint32_t id) const {
+        return root + "/run/ozo/id/" + std::to_string(id);
+    }
+    std::string socketFile(std::uint32_t id) const {
+        return mboxFolder() + "/" + std::to_string(id);
+    }
+
+    std::string root;
+};
+
+}  // namespace Ozo

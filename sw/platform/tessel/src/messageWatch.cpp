@@ -1,0 +1,112 @@
+#include "messageWatch.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace Tessel {
+
+namespace {
+
+// Messages handled in a row before posted functions get their turn.
+constexpr int burst = 64;
+
+enum Refusal : int { notTheMailbox = 1, watchedAlready, noHandler, numberTaken };
+
+}  // namespace
+
+MessageWatch::MessageWatch(asio::io_context& io, std::function<void()> mailboxGone)
+    : mailboxGone_(std::move(mailboxGone)), descriptor_(io) {}
+
+MessageWatch::~MessageWatch() {
+    letGo();
+}
+
+int MessageWatch::watch(int fd) {
+    if (fd < 0 || fd != ozo_get_fd()) {
+        return notTheMailbox;
+    }
+    if (watching()) {
+        return watchedAlready;
+    }
+    asio::error_code error;
+    descriptor_.assign(fd, error);
+    if (error) {
+        return error.value();
+    }
+    ++watches_;
+    awaitMessages();
+    return 0;
+}
+
+int MessageWatch::addHandler(std::uint32_t number, Handler handler) {
+    if (!handler) {
+        return noHandler;
+    }
+    const auto slot = findSlot(number);
+    if (slot != handlers_.end() && slot->number == number) {
+        return numberTaken;
+    }
+    handlers_.insert(slot, {number, std::make_unique<const Handler>(std::move(handler))});
+    return 0;
+}
+
+void MessageWatch::endIfMailboxGone() {
+    if (watching() && ozo_get_fd() != descriptor_.native_handle()) {
+        letGo();
+        mailboxGone_();
+    }
+}
+
+void MessageWatch::stop() {
+    stopped_ = true;
+    letGo();
+}
+
+std::vector<MessageWatch::Entry>::iterator MessageWatch::findSlot(std::uint32_t number) {
+    return std::lower_bound(
+        handlers_.begin(), handlers_.end(), number,
+        [](const Entry& entry, std::uint32_t wanted) { return entry.number < wanted; });
+}
+
+void MessageWatch::awaitMessages() {
+    if (stopped_) {
+        return;
+    }
+    descriptor_.async_wait(asio::posix::descriptor_base::wait_read,
+                           [this, watch = watches_](const asio::error_code& error) {
+                               if (!error && watch == watches_) {
+                                   deliverBurst();
+                               }
+                           });
+}
+
+void MessageWatch::deliverBurst() {
+    for (int i = 0; i < burst && watching(); ++i) {
+        ozo_msg* const message = ozo_receive(0);
+        if (message == nullptr) {
+            break;
+        }
+        deliver(std::shared_ptr<ozo_msg>(message, ozo_free));
+        endIfMailboxGone();
+    }
+    if (watching()) {
+        awaitMessages();
+    }
+}
+
+void MessageWatch::deliver(const std::shared_ptr<ozo_msg>& message) {
+    const auto slot = findSlot(message->msgno);
+    if (slot == handlers_.end() || slot->number != message->msgno) {
+        ++unhandled_;
+        return;
+    }
+    (*slot->handler)(message);
+}
+
+void MessageWatch::letGo() {
+    if (watching()) {
+        descriptor_.release();
+    }
+}
+
+}  // namespace Tessel
