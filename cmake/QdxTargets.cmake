@@ -24,12 +24,15 @@ function(qdx_add_library name)
     qdx_own_code(${name})
 endfunction()
 
-# qdx_add_messages(name file.proto): the generated message classes as a static library, built without our warnings.
-function(qdx_add_messages name proto)
+# qdx_add_messages(name file.proto...): the generated message classes as a static library, built without our warnings.
+# The generated headers are included without the directories of their schemas.
+function(qdx_add_messages name)
+    set(protos ${ARGN})
+    list(TRANSFORM protos PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
     add_library(${name} STATIC)
     target_link_libraries(${name} PUBLIC protobuf::libprotobuf)
-    protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${CMAKE_CURRENT_SOURCE_DIR}/${proto}
-        IMPORT_DIRS ${CMAKE_CURRENT_SOURCE_DIR} PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
+    protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${protos} APPEND_PATH
+        PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
     target_include_directories(${name} SYSTEM PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()
 

@@ -64,6 +64,8 @@ public:
                            const std::pmr::polymorphic_allocator<std::byte>& main) const;
 
 private:
+    bool captures(const InfoObject& object, const std::string& sampleContext) const;
+
     std::pmr::set<std::pmr::string> tags;
     std::pmr::multimap<std::pmr::string, int> context;
     std::pmr::vector<std::pair<AggregationMethod, AggregatorParamsVariant>> aggregators;

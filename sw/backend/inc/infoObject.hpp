@@ -21,9 +21,10 @@ const std::map<InfoObjectType, std::string>& infoObjectTypeTexts();
 // Immutable after construction. Objects order by name alone, as unsigned bytes.
 class InfoObject {
 public:
-    InfoObject(const InfoObjectId& id, const std::string& name, const InfoObjectType& type,
-               const std::string& unitType, const std::string& unitRes, const std::string& recordType,
-               const std::set<std::string>& tags);
+    InfoObject(const InfoObjectId& identity, const std::string& uniqueName,
+               const InfoObjectType& kind, const std::string& unitLabel,
+               const std::string& resolution, const std::string& messageType,
+               const std::set<std::string>& allTags);
 
     InfoObjectId getId() const { return id; }
     std::string getName() const { return name; }

@@ -1,4 +1,5 @@
-// The values of measurements and counters, as they travel from a frontend's batch to the results of a filter.
+// The values of measurements and counters, as they travel from a frontend's batch to the results of
+// a filter.
 #pragma once
 
 #include <compare>

@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "allocationCounter.hpp"
+
 namespace Qdx::V1 {
 namespace {
 
@@ -200,6 +202,22 @@ TEST(ContextMatchTest, UndecodableContextMatchesNoKey) {
     for (const auto& [fault, text] : undecodable) {
         EXPECT_FALSE(matches({{"rfBranch", 3}}, text)) << fault;
     }
+}
+
+TEST(ContextMatchTest, AllocatesNothing) {
+    const auto wanted = selector({{"aasRfPortPolarization", 3}, {"carrierId", 7}});
+    const std::string context = "aasRfPortPolarization=3,carrierId=7,deviceId=1";
+    const std::size_t before = allocationCount();
+    EXPECT_TRUE(InfoObjectContextImpl::matches(wanted, context));
+    EXPECT_EQ(allocationCount(), before);
+}
+
+TEST(ContextCacheTest, FindingAKnownTextAllocatesNothing) {
+    const std::string context = "aasRfPortPolarization=3,carrierId=7,deviceId=1";
+    const auto* known = InfoObjectContextImpl::cache(context);
+    const std::size_t before = allocationCount();
+    EXPECT_EQ(InfoObjectContextImpl::cache(context), known);
+    EXPECT_EQ(allocationCount(), before);
 }
 
 }  // namespace

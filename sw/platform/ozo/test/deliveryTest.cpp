@@ -20,7 +20,7 @@ using ::testing::ElementsAre;
 
 class Delivery : public ::testing::Test {
 protected:
-    ~Delivery() override { ::unsetenv("OZO_MAX_SIZE"); }
+    void TearDown() override { ::unsetenv("OZO_MAX_SIZE"); }
 
     static void sendPatterns(std::uint32_t to, std::uint32_t count, std::size_t size) {
         for (std::uint32_t number = 0; number < count; ++number)
@@ -167,7 +167,7 @@ TEST_F(DeliveryToThread, DropsAndCountsBeyondTheBytesOfAQueue) {
     EXPECT_EQ(receiver.run(receiveNow), nullptr);
     EXPECT_GE(bytes, Ozo::maxQueuedBytes);
     // The kernel doubles the size that it is given, and fills it with the message that goes beyond.
-    EXPECT_LE(bytes, Ozo::maxQueuedBytes + 2 * Ozo::kernelBufferSize + size);
+    EXPECT_LE(bytes, Ozo::maxQueuedBytes + 2 * std::size_t{Ozo::kernelBufferSize} + size);
 }
 
 TEST_F(DeliveryToThread, DropsAndCountsBeyondTheMessagesOfAQueue) {
@@ -237,7 +237,7 @@ TEST_F(DeliveryToThread, LetsAQueueLeaveWithTheNextMessage) {
 TEST_F(DeliveryToThread, LetsAQueueLeaveWhenTheMailboxIsDeleted) {
     // The kernel doubles the size that it is given. So a third is left, and has room once the
     // receiver has read.
-    const std::uint32_t sent = 3 * Ozo::kernelBufferSize / size;
+    const auto sent = static_cast<std::uint32_t>(3 * std::size_t{Ozo::kernelBufferSize} / size);
     sendMoreThanTheKernelTakes(sent);
     std::vector<std::uint32_t> numbers = received(receiver);
     ASSERT_LT(numbers.size(), sent);

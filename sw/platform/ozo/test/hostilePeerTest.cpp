@@ -24,7 +24,7 @@ using Ozo::frameProtocol;
 // All in one thread: what a raw peer sends is there for the mailbox as soon as send returns.
 class HostilePeer : public ::testing::Test {
 protected:
-    ~HostilePeer() override { ozo_delete_mailbox(own); }
+    void TearDown() override { ozo_delete_mailbox(own); }
 
     void create() { own = ozo_create_mailbox("Receiver", 0); }
 
@@ -248,7 +248,10 @@ TEST_F(HostilePeer, OfAnotherUserCannotSpeakForAMailboxThatIsGone) {
 class OutOfDescriptors : public HostilePeer {
 protected:
     OutOfDescriptors() { ::getrlimit(RLIMIT_NOFILE, &before); }
-    ~OutOfDescriptors() override { ::setrlimit(RLIMIT_NOFILE, &before); }
+    void TearDown() override {
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        HostilePeer::TearDown();
+    }
 
     void exhaust() const {
         const int lowestFree = ::dup(STDIN_FILENO);
@@ -326,7 +329,10 @@ protected:
         std::filesystem::create_symlink("../mbox/" + std::to_string(id), unit.folder("name/Busy"));
         EXPECT_TRUE(guest.connect(unit, id));
     }
-    ~FullBacklog() override { ::close(listener); }
+    void TearDown() override {
+        ::close(listener);
+        HostilePeer::TearDown();
+    }
 
     int listener = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     RawPeer guest;

@@ -63,7 +63,7 @@ void sweep(const Operation& operation, const Check& afterFailure) {
 
 class OutOfMemory : public ::testing::Test {
 protected:
-    ~OutOfMemory() override { ozo_delete_mailbox(own); }
+    void TearDown() override { ozo_delete_mailbox(own); }
 
     void create() { own = ozo_create_mailbox("Own", 0); }
 

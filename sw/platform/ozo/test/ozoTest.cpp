@@ -21,7 +21,7 @@ using ::testing::Test;
 
 class OzoFixture : public Test {
 protected:
-    ~OzoFixture() override {
+    void TearDown() override {
         ozo_delete_mailbox(mailbox);
         ::unsetenv("OZO_MAX_SIZE");
     }

@@ -1,0 +1,208 @@
+#include "durationAggregators.hpp"
+
+#include <algorithm>
+
+#include "history.hpp"
+#include "wrapping.hpp"
+
+namespace Qdx::Backend {
+
+using AggregatorParams::DurationNonList;
+
+namespace {
+
+std::int64_t nanosecondsPerWindow(const AggregatorParamsVariant& params) {
+    return Wrapping::nanoseconds(std::get<DurationNonList>(params).periodSeconds);
+}
+
+std::uint32_t secondsPerWindow(const AggregatorParamsVariant& params) {
+    return static_cast<std::uint32_t>(std::get<DurationNonList>(params).periodSeconds.count());
+}
+
+// Calls close with the end of each window that has ended by now, and moves windowStart on to the
+// window after it.
+template <typename Close>
+void closeWindows(const AggregatorParamsVariant& params, time_point now, time_point& windowStart,
+                  Close close) {
+    const auto period = nanosecondsPerWindow(params);
+    for (auto end = Wrapping::later(windowStart, period); now >= end;
+         end = Wrapping::later(windowStart, period)) {
+        close(end);
+        windowStart = end;
+    }
+}
+
+// Results are defined with milliseconds of 32 bits.
+std::int32_t milliseconds(std::int64_t nanoseconds) {
+    return static_cast<std::int32_t>(nanoseconds / 1'000'000);
+}
+
+// What a value that stood from one time to another adds to the integral, in value times seconds.
+std::int64_t integral(time_point from, time_point to, std::int64_t value) {
+    return Wrapping::multiply(milliseconds(Wrapping::elapsed(from, to)), value) / 1000;
+}
+
+}  // namespace
+
+DurationMinAggregator::DurationMinAggregator(const AggregatorParamsVariant& /*params*/,
+                                             time_point now, const Qdx::V1::MeasurementData& value,
+                                             const std::pmr::polymorphic_allocator<>& content,
+                                             const std::pmr::polymorphic_allocator<>& /*main*/)
+    : results(content), windowStart(now), lastValue(value), extreme(value) {}
+
+int DurationMinAggregator::getGpbAggrType() const {
+    return 0;
+}
+
+void DurationMinAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
+                                      const Qdx::V1::MeasurementData& value) {
+    progressTime(params, now);
+    extreme = std::min(value, extreme);
+    lastValue = value;
+}
+
+void DurationMinAggregator::pullData(const AggregatorParamsVariant& params, time_point now,
+                                     const std::pair<InfoObjectId, std::string>& key,
+                                     OutputEncoderIf* encoder) {
+    progressTime(params, now);
+    if (auto* collection = addCollection(results, key, encoder))
+        setScope(collection->mutable_min(), Qdx::DURATION, secondsPerWindow(params));
+}
+
+void DurationMinAggregator::clearData(const AggregatorParamsVariant& /*params*/,
+                                      time_point /*now*/) {
+    dropAll(results);
+}
+
+void DurationMinAggregator::progressTime(const AggregatorParamsVariant& params, time_point now) {
+    closeWindows(params, now, windowStart, [&](time_point end) {
+        appendResult(results, std::get<DurationNonList>(params).windows, end, extreme);
+        extreme = lastValue;
+    });
+}
+
+DurationMaxAggregator::DurationMaxAggregator(const AggregatorParamsVariant& /*params*/,
+                                             time_point now, const Qdx::V1::MeasurementData& value,
+                                             const std::pmr::polymorphic_allocator<>& content,
+                                             const std::pmr::polymorphic_allocator<>& /*main*/)
+    : results(content), windowStart(now), lastValue(value), extreme(value) {}
+
+int DurationMaxAggregator::getGpbAggrType() const {
+    return 1;
+}
+
+void DurationMaxAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
+                                      const Qdx::V1::MeasurementData& value) {
+    progressTime(params, now);
+    extreme = std::max(value, extreme);
+    lastValue = value;
+}
+
+void DurationMaxAggregator::pullData(const AggregatorParamsVariant& params, time_point now,
+                                     const std::pair<InfoObjectId, std::string>& key,
+                                     OutputEncoderIf* encoder) {
+    progressTime(params, now);
+    if (auto* collection = addCollection(results, key, encoder))
+        setScope(collection->mutable_max(), Qdx::DURATION, secondsPerWindow(params));
+}
+
+void DurationMaxAggregator::clearData(const AggregatorParamsVariant& /*params*/,
+                                      time_point /*now*/) {
+    dropAll(results);
+}
+
+void DurationMaxAggregator::progressTime(const AggregatorParamsVariant& params, time_point now) {
+    closeWindows(params, now, windowStart, [&](time_point end) {
+        appendResult(results, std::get<DurationNonList>(params).windows, end, extreme);
+        extreme = lastValue;
+    });
+}
+
+DurationAverageAggregator::DurationAverageAggregator(
+    const AggregatorParamsVariant& /*params*/, time_point now,
+    const Qdx::V1::MeasurementData& value, const std::pmr::polymorphic_allocator<>& content,
+    const std::pmr::polymorphic_allocator<>& /*main*/)
+    : results(content), windowStart(now), lastChange(now), lastValue(value), accumulated(0) {}
+
+int DurationAverageAggregator::getGpbAggrType() const {
+    return 2;
+}
+
+void DurationAverageAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
+                                          const Qdx::V1::MeasurementData& value) {
+    progressTime(params, now);
+    accumulated = Wrapping::add(accumulated, integral(lastChange, now, lastValue.value));
+    lastChange = now;
+    lastValue = value;
+}
+
+void DurationAverageAggregator::pullData(const AggregatorParamsVariant& params, time_point now,
+                                         const std::pair<InfoObjectId, std::string>& key,
+                                         OutputEncoderIf* encoder) {
+    progressTime(params, now);
+    if (auto* collection = addCollection(results, key, encoder))
+        setScope(collection->mutable_avg(), Qdx::DURATION, secondsPerWindow(params));
+}
+
+void DurationAverageAggregator::clearData(const AggregatorParamsVariant& /*params*/,
+                                          time_point /*now*/) {
+    dropAll(results);
+}
+
+void DurationAverageAggregator::progressTime(const AggregatorParamsVariant& params,
+                                             time_point now) {
+    const std::int64_t seconds = milliseconds(nanosecondsPerWindow(params)) / 1000;
+    closeWindows(params, now, windowStart, [&](time_point end) {
+        accumulated = Wrapping::add(accumulated, integral(lastChange, end, lastValue.value));
+        const Qdx::V1::MeasurementData mean{Wrapping::divide(accumulated, seconds)};
+        appendResult(results, std::get<DurationNonList>(params).windows, end, mean);
+        accumulated = 0;
+        lastChange = end;
+    });
+}
+
+DurationSumAggregator::DurationSumAggregator(const AggregatorParamsVariant& /*params*/,
+                                             time_point now, const Qdx::V1::CounterData& value,
+                                             const std::pmr::polymorphic_allocator<>& content,
+                                             const std::pmr::polymorphic_allocator<>& /*main*/)
+    : results(content), windowStart(now), sum(value), hasData(true) {}
+
+int DurationSumAggregator::getGpbAggrType() const {
+    return 3;
+}
+
+void DurationSumAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
+                                      const Qdx::V1::CounterData& value) {
+    progressTime(params, now);
+    sum.value = hasData ? Wrapping::add(sum.value, value.value) : value.value;
+    hasData = true;
+}
+
+void DurationSumAggregator::pullData(const AggregatorParamsVariant& params, time_point now,
+                                     const std::pair<InfoObjectId, std::string>& key,
+                                     OutputEncoderIf* encoder) {
+    progressTime(params, now);
+    if (auto* collection = addCollection(results, key, encoder))
+        setScope(collection->mutable_sum(), Qdx::DURATION, secondsPerWindow(params));
+}
+
+void DurationSumAggregator::clearData(const AggregatorParamsVariant& /*params*/,
+                                      time_point /*now*/) {
+    dropAll(results);
+}
+
+void DurationSumAggregator::progressTime(const AggregatorParamsVariant& params, time_point now) {
+    const auto period = nanosecondsPerWindow(params);
+    const auto end = Wrapping::later(windowStart, period);
+    if (now < end)
+        return;
+    if (hasData) {
+        appendResult(results, std::get<DurationNonList>(params).windows, end, sum);
+        hasData = false;
+    }
+    // Empty windows leave no result: on to the one that holds now, in one step.
+    const auto ended = Wrapping::divide(Wrapping::elapsed(windowStart, now), period);
+    windowStart = Wrapping::later(windowStart, Wrapping::multiply(ended, period));
+}
+
+}  // namespace Qdx::Backend

@@ -1,0 +1,221 @@
+// The frontend protocol: what the collector does with the messages of frontends.
+#include <google/protobuf/util/json_util.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <span>
+#include <sstream>
+#include <stdexcept>
+
+#include "batchReader.hpp"
+#include "bigEndian.hpp"
+#include "infoObjectListIf.hpp"
+#include "quardex.hpp"
+#include "tessel/util.hpp"
+#include "trace.hpp"
+#include "wireFormat.hpp"
+
+namespace Qdx::Backend {
+
+namespace {
+
+using Bytes = std::span<const unsigned char>;
+
+Bytes bytesOf(const ozo_msg* msg, const std::string& handler) {
+    if (msg == nullptr) {
+        throw std::runtime_error("Null pointer in " + handler);
+    }
+    return {reinterpret_cast<const unsigned char*>(msg), ozo_size(msg)};
+}
+
+bool hasFixedFields(Bytes message, std::size_t fixedSize, const char* name) {
+    if (message.size() >= fixedSize) {
+        return true;
+    }
+    QDX_TRACE(Error, name << " of " << message.size() << " bytes is shorter than its " << fixedSize
+                          << " bytes of fixed fields");
+    return false;
+}
+
+// Sorted as the words that they are on the wire, and turned only then: a frontend that offers 256
+// or more is compared by its reversed bytes, and every deployed frontend counts on the outcome.
+std::vector<std::uint32_t> supportedRevisions(Bytes request) {
+    const auto countUntrusted = V1::readBigEndian32(&request[12]);
+    const auto words = request.subspan(V1::beConnectionReqFixedSize);
+    if (words.size() / sizeof(std::uint32_t) < countUntrusted) {
+        QDX_TRACE(Error, "BeConnectionReq claims " << countUntrusted
+                                                   << " revisions, which run past its end");
+        return {};
+    }
+    std::vector<std::uint32_t> revisions(countUntrusted);
+    std::memcpy(revisions.data(), words.data(), countUntrusted * sizeof(std::uint32_t));
+    std::sort(revisions.begin(), revisions.end());
+    for (auto& revision : revisions) {
+        revision = V1::readBigEndian32(reinterpret_cast<const unsigned char*>(&revision));
+    }
+    return revisions;
+}
+
+// The last of the revisions that both lists hold, as a merge of sorted lists finds them. offered
+// need not be sorted.
+std::optional<std::uint32_t> selectRevision(const std::vector<std::uint32_t>& offered) {
+    const std::vector<std::uint32_t> supported = {V1::protocolRevision};
+    std::optional<std::uint32_t> selected;
+    auto ours = supported.begin();
+    for (auto theirs = offered.begin(); theirs != offered.end() && ours != supported.end();) {
+        if (*theirs < *ours) {
+            ++theirs;
+        } else if (*ours < *theirs) {
+            ++ours;
+        } else {
+            selected = *theirs++;
+            ++ours;
+        }
+    }
+    return selected;
+}
+
+std::string firstWord(const char* text) {
+    std::string word;
+    std::istringstream(text) >> word;
+    return word;
+}
+
+std::string jsonOf(const Qdx::RadioMetaData& metaData) {
+    std::string json;
+    // A message that can't be converted shows as what was converted.
+    (void)google::protobuf::util::MessageToJsonString(metaData, &json);
+    return json;
+}
+
+// False, with a trace, when the message lies about the length of the item's head or payload.
+bool isTold(bool whole, const BatchReader& batch) {
+    if (!whole) {
+        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the item at offset "
+                             << batch.offset() << ". Dropping the rest of the message.");
+    }
+    return whole;
+}
+
+}  // namespace
+
+void Quardex::handleBeConnectionReq(ozo_msg* msg) {
+    const auto request = bytesOf(msg, "handleBeConnectionReq");
+    QDX_TRACE(Info, "Entering handleBeConnectionReq");
+    if (!hasFixedFields(request, V1::beConnectionReqFixedSize, "BeConnectionReq")) {
+        return;
+    }
+    if (const auto revision = selectRevision(supportedRevisions(request))) {
+        QDX_TRACE(Trace6, "Selected protocol version:" << *revision);
+        replyToConnectionReq(msg, V1::beConnectionCfm, *revision);
+    } else {
+        QDX_TRACE(Info, "No common supported protocol revision was found");
+        replyToConnectionReq(msg, V1::beConnectionRej, V1::rejectReasonNoCommonRevision);
+    }
+    QDX_TRACE(Trace6, "Leaving handleBeConnectionReq");
+}
+
+void Quardex::replyToConnectionReq(const ozo_msg* request, std::uint32_t messageNumber,
+                                   std::uint32_t value) {
+    auto* reply = ozo_alloc(V1::beConnectionReplySize, messageNumber);
+    if (reply == nullptr) {
+        throw std::bad_alloc();
+    }
+    auto* bytes = reinterpret_cast<unsigned char*>(reply);
+    std::memcpy(bytes + 4, reinterpret_cast<const unsigned char*>(request) + 4, 4);
+    V1::writeBigEndian32(V1::connectionReference, bytes + 8);
+    V1::writeBigEndian32(value, bytes + 12);
+    ozo_send(reply, ozo_sender(request), OZO_MY_MAILBOX);
+}
+
+void Quardex::handleBeProcessMetaDataUreq(ozo_msg* msg) {
+    const auto message = bytesOf(msg, "handleBeProcessMetaDataUreq");
+    QDX_TRACE(Trace6, "Entering handleBeProcessMetaDataUreq");
+    if (!hasFixedFields(message, V1::headerSize, "BeProcessMetaDataUreq")) {
+        return;
+    }
+    QDX_TRACE(Trace6, "Received OZO message, messageNumber: "
+                          << V1::readBigEndian32(&message[0])
+                          << ", procedureReference: " << V1::readBigEndian32(&message[4])
+                          << ", connectionReference: " << V1::readBigEndian32(&message[8]));
+    const auto text = message.subspan(V1::headerSize);
+    if (std::find(text.begin(), text.end(), 0) == text.end()) {
+        QDX_TRACE(Error, "BeProcessMetaDataUreq ends before its text does");
+        return;
+    }
+    const auto decoded =
+        Tessel::Util::Base64::decode(firstWord(reinterpret_cast<const char*>(text.data())));
+    Qdx::RadioMetaData received;
+    if (!received.ParseFromString(std::string(decoded.begin(), decoded.end()))) {
+        QDX_TRACE(Error, "Unsuccessful parsing of RadioMetaData GPB message.");
+        return;
+    }
+    const auto json = jsonOf(received);
+    QDX_TRACE(Trace6, "Received GPB message: " << json);
+    metaData.MergeFrom(received);
+    QDX_TRACE(Trace6, "Leaving handleBeProcessMetaDataUreq");
+}
+
+void Quardex::handleBeProcessBatchesUreq(ozo_msg* msg) {
+    const auto message = bytesOf(msg, "handleBeProcessBatchesUreq");
+    if (!hasFixedFields(message, BatchReader::fixedSize, "BeProcessBatchesUreq")) {
+        return;
+    }
+    BatchReader batch(message);
+    const bool handled =
+        handleValues(batch, batch.measurementEnd(), InfoObjectType::Measurement,
+                     "Incorrect measurement data size: ", &Quardex::handleMeasurement) &&
+        handleValues(batch, batch.counterEnd(), InfoObjectType::Counter,
+                     "Incorrect measurement data size:", &Quardex::handleCounter);
+    if (handled) {
+        handleRecords(batch);
+    }
+}
+
+// Measurements or counters up to the end of their section; false when the rest of the message is to
+// be dropped.
+template <typename T>
+bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObjectType type,
+                           const char* sizeError,
+                           void (Quardex::*handle)(const InfoObject&, const std::string&,
+                                                   const T&)) {
+    const auto& catalogue = InfoObjectListIf::getInstance();
+    BatchItem item;
+    Bytes payload;
+    while (batch.isBefore(sectionEnd)) {
+        if (!isTold(batch.readHead(item), batch)) {
+            return false;
+        }
+        if (item.size != sizeof(std::int64_t)) {
+            QDX_TRACE(Error, sizeError << item.size);
+            return false;
+        }
+        if (!isTold(batch.readPayload(item.size, payload), batch)) {
+            return false;
+        }
+        const auto* object = catalogue.getInfoObject(item.name);
+        if (object != nullptr && object->getType() == type) {
+            const auto value = static_cast<std::int64_t>(V1::readBigEndian64(payload.data()));
+            (this->*handle)(*object, item.context, T{value});
+        }
+    }
+    return true;
+}
+
+void Quardex::handleRecords(BatchReader& batch) {
+    const auto& catalogue = InfoObjectListIf::getInstance();
+    BatchItem item;
+    Bytes payload;
+    while (batch.isBefore(batch.recordEnd())) {
+        if (!isTold(batch.readHead(item) && batch.readPayload(item.size, payload), batch)) {
+            return;
+        }
+        const auto* object = catalogue.getInfoObject(item.name);
+        if (object != nullptr && object->getType() == InfoObjectType::Record) {
+            handleRecord(*object, item.context, {payload.begin(), payload.end()});
+        }
+    }
+}
+
+}  // namespace Qdx::Backend

@@ -1,0 +1,471 @@
+// The frontend protocol: what the collector makes of messages.
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "InfoObjectCollections.pb.h"
+#include "batchMessage.hpp"
+#include "bigEndian.hpp"
+#include "parsedStatement.hpp"
+#include "quardex.hpp"
+#include "tessel/util.hpp"
+#include "traceRecorder.hpp"
+#include "unitRoot.hpp"
+#include "wireFormat.hpp"
+
+namespace Qdx::Backend {
+namespace {
+
+using Qdx::Test::BatchMessage;
+using Qdx::Test::bigEndian;
+using Qdx::Test::messageOf;
+using Qdx::Test::TraceRecorder;
+using std::chrono::seconds;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using Trace::Level;
+using Bytes = std::vector<unsigned char>;
+
+const char* const catalogue = R"(<infoObjectList><objects>
+    <object id="1" name="meas" type="meas"/>
+    <object id="2" name="meas2" type="meas"/>
+    <object id="3" name="count" type="counter"/>
+    <object id="4" name="rec" type="record"/>
+</objects></infoObjectList>)";
+
+std::vector<std::string> errors() {
+    return TraceRecorder::instance().texts(Level::Error);
+}
+
+// A collector with one filter that lists everything, on the test's thread.
+class QuardexMessagesTest : public testing::Test {
+protected:
+    QuardexMessagesTest() {
+        root.writeCatalogue(catalogue);
+        collector.allocateGlobalMemory();
+        collector.determineMaxNumberOfFilters();
+        collector.createFilter(FilterId{1}, "all", Qdx::Test::parsedAll({"list count 100"}), 0,
+                               Enabled::Yes, Static::No, Printable::No);
+        TraceRecorder::instance().clear();
+    }
+
+    void handle(const BatchMessage& batch) {
+        collector.handleBeProcessBatchesUreq(batch.message().get());
+    }
+
+    void handleMetaData(const RadioMetaData& metaData) {
+        const auto bytes = metaData.SerializeAsString();
+        handleMetaDataText(Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}));
+    }
+
+    void handleMetaDataText(const std::string& text) {
+        Bytes behind(8);
+        behind.insert(behind.end(), text.begin(), text.end());
+        behind.push_back(0);
+        collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+    }
+
+    InfoObjectCollections held() {
+        const auto encoder = OutputEncoderIf::create({time_point{}, WallTime{}});
+        collector.prepareFilterData(FilterId{1}, Clear::No, encoder.get());
+        InfoObjectCollections collections;
+        EXPECT_TRUE(collections.ParseFromString(encoder->build()));
+        return collections;
+    }
+
+    Qdx::Test::UnitRoot root;
+    Quardex collector;
+};
+
+RadioMetaData allSix() {
+    RadioMetaData metaData;
+    metaData.set_swproductnumber("sw");
+    metaData.set_swproductrevision("R1");
+    metaData.set_hwproductnumber("hw");
+    metaData.set_hwproductrevision("R2");
+    metaData.set_hwserialnumber("123");
+    metaData.set_hwname("radio");
+    return metaData;
+}
+
+std::string errorOfNull(const std::function<void()>& handle) {
+    try {
+        handle();
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "no error";
+}
+
+TEST_F(QuardexMessagesTest, NullMessageThrowsTheHandlersName) {
+    EXPECT_EQ(errorOfNull([&] { collector.handleBeConnectionReq(nullptr); }),
+              "Null pointer in handleBeConnectionReq");
+    EXPECT_EQ(errorOfNull([&] { collector.handleBeProcessMetaDataUreq(nullptr); }),
+              "Null pointer in handleBeProcessMetaDataUreq");
+    EXPECT_EQ(errorOfNull([&] { collector.handleBeProcessBatchesUreq(nullptr); }),
+              "Null pointer in handleBeProcessBatchesUreq");
+}
+
+// --- Batches -----------------------------------------------------------------------------------
+
+TEST_F(QuardexMessagesTest, ItemsOfAllSectionsReachTheFilter) {
+    handle(BatchMessage()
+               .measurement("meas rfBranch=1", -5)
+               .counter("count", 7)
+               .record("rec carrierId=2", {1, 2, 3}));
+    const auto collections = held();
+    ASSERT_EQ(collections.measurementcollections_size(), 1);
+    EXPECT_EQ(collections.measurementcollections(0).id(), 1);
+    EXPECT_EQ(collections.measurementcollections(0).context().rf_branch(), 1);
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(-5));
+    ASSERT_EQ(collections.countercollections_size(), 1);
+    EXPECT_EQ(collections.countercollections(0).id(), 3);
+    EXPECT_FALSE(collections.countercollections(0).has_context());
+    EXPECT_THAT(collections.countercollections(0).values(), ElementsAre(7));
+    ASSERT_EQ(collections.recordcollections_size(), 1);
+    EXPECT_EQ(collections.recordcollections(0).id(), 4);
+    EXPECT_EQ(collections.recordcollections(0).context().carrier_id(), 2);
+    EXPECT_THAT(collections.recordcollections(0).values(), ElementsAre("\x01\x02\x03"));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(QuardexMessagesTest, ValuesAreBigEndianAndSigned) {
+    const auto least = std::numeric_limits<std::int64_t>::min();
+    const auto greatest = std::numeric_limits<std::int64_t>::max();
+    handle(BatchMessage()
+               .measurement("meas", least)
+               .measurement("meas", greatest)
+               .measurementOfSize("meas", 8, {0, 0, 0, 0, 0, 0, 1, 2}));
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(least, greatest, 258));
+}
+
+TEST_F(QuardexMessagesTest, EmptyBatchDoesNothing) {
+    handle(BatchMessage());
+    EXPECT_THAT(errors(), IsEmpty());
+    EXPECT_EQ(held().measurementcollections_size(), 0);
+}
+
+TEST_F(QuardexMessagesTest, EmptyBatchStillAsksForTheCatalogue) {
+    handle(BatchMessage());
+    EXPECT_EQ(TraceRecorder::instance().count(Level::Info, "Entering InfoObjectListImpl"), 1);
+}
+
+TEST_F(QuardexMessagesTest, UnknownNameIsSkippedSilently) {
+    handle(BatchMessage().measurement("nobody", 1).measurement("meas", 2).record("x", {1}));
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(2));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(QuardexMessagesTest, NameOfAnotherTypeIsSkippedSilently) {
+    handle(BatchMessage()
+               .measurement("count", 1)
+               .measurement("meas", 2)
+               .counter("meas", 3)
+               .counter("rec", 4)
+               .counter("count", 5)
+               .record("meas", {6})
+               .record("rec", {7}));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(2));
+    EXPECT_THAT(collections.countercollections(0).values(), ElementsAre(5));
+    EXPECT_THAT(collections.recordcollections(0).values(), ElementsAre("\x07"));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(QuardexMessagesTest, RecordOfSizeZeroIsAnEmptyRecord) {
+    handle(BatchMessage().record("rec", {}));
+    EXPECT_THAT(held().recordcollections(0).values(), ElementsAre(""));
+}
+
+TEST_F(QuardexMessagesTest, WrongMeasurementSizeDropsTheRestAndKeepsWhatCameBefore) {
+    handle(BatchMessage()
+               .measurement("meas", 1)
+               .measurementOfSize("meas", 4, {0, 0, 0, 2})
+               .measurement("meas", 3)
+               .counter("count", 4)
+               .record("rec", {5}));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(1));
+    EXPECT_EQ(collections.countercollections_size(), 0);
+    EXPECT_EQ(collections.recordcollections_size(), 0);
+    EXPECT_THAT(errors(), ElementsAre("Incorrect measurement data size: 4"));
+}
+
+TEST_F(QuardexMessagesTest, WrongCounterSizeHasATextOfItsOwn) {
+    handle(BatchMessage()
+               .measurement("meas", 1)
+               .counter("count", 2)
+               .counterOfSize("count", 9, Bytes(9))
+               .record("rec", {5}));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(1));
+    EXPECT_THAT(collections.countercollections(0).values(), ElementsAre(2));
+    EXPECT_EQ(collections.recordcollections_size(), 0);
+    EXPECT_THAT(errors(), ElementsAre("Incorrect measurement data size:9"));
+}
+
+TEST_F(QuardexMessagesTest, WrongSizeOfAnUnknownNameDropsTheRestToo) {
+    handle(BatchMessage().measurementOfSize("nobody", 7, Bytes(7)).measurement("meas", 1));
+    EXPECT_EQ(held().measurementcollections_size(), 0);
+    EXPECT_THAT(errors(), ElementsAre("Incorrect measurement data size: 7"));
+}
+
+TEST_F(QuardexMessagesTest, SectionLengthInsideAnItemStillTakesThatItem) {
+    handle(BatchMessage().measurement("meas", 1).claimMeasurementBytes(1).record("rec", {2}));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(1));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(QuardexMessagesTest, BatchItselfDoesNotMoveTheTime) {
+    collector.setCurrTime(time_point(seconds(100)));
+    handle(BatchMessage().measurement("meas", 1));
+    EXPECT_THAT(held().measurementcollections(0).timestamps(), ElementsAre(100));
+}
+
+TEST_F(QuardexMessagesTest, AllItemsOfABatchCarryItsTime) {
+    collector.setCurrTime(time_point(seconds(100)));
+    handle(BatchMessage().measurement("meas", 1).measurement("meas", 2).counter("count", 3));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).timestamps(), ElementsAre(100, 100));
+    EXPECT_THAT(collections.countercollections(0).timestamps(), ElementsAre(100));
+}
+
+TEST_F(QuardexMessagesTest, ExceptionOfAFilterEndsTheBatch) {
+    collector.createFilter(FilterId{2}, "throws", Qdx::Test::parsedAll({"max count 5 0"}), 0,
+                           Enabled::Yes, Static::No, Printable::No);
+    BatchMessage batch;
+    for (int i = 0; i < 7; ++i) {
+        batch.measurement("meas", i);
+    }
+    EXPECT_THROW(handle(batch), std::out_of_range);
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(0, 1, 2, 3, 4));
+}
+
+// --- Batches that lie --------------------------------------------------------------------------
+
+TEST_F(QuardexMessagesTest, BatchShorterThanItsFixedFieldsIsNotHandled) {
+    for (std::size_t size = sizeof(ozo_msg); size < 28; ++size) {
+        TraceRecorder::instance().clear();
+        handle(BatchMessage().measurement("meas", 1).cutTo(size));
+        EXPECT_THAT(errors(), SizeIs(1)) << size;
+    }
+    EXPECT_EQ(held().measurementcollections_size(), 0);
+}
+
+// Cuts a batch everywhere: whole items before the cut are handled, the rest gives one error.
+TEST_F(QuardexMessagesTest, CutBatchGivesItsWholeItemsAndOneError) {
+    const auto batch =
+        BatchMessage().measurement("meas", 1).counter("count", 2).record("rec", {3, 4});
+    const auto whole = batch.bytes().size();
+    const std::size_t ends[] = {28 + 17, 28 + 17 + 18, whole};
+    for (std::size_t size = 28; size < whole; ++size) {
+        TraceRecorder::instance().clear();
+        handle(BatchMessage(batch).cutTo(size));
+        const auto collections = held();
+        EXPECT_EQ(collections.measurementcollections_size(), size >= ends[0]) << size;
+        EXPECT_EQ(collections.countercollections_size(), size >= ends[1]) << size;
+        EXPECT_EQ(collections.recordcollections_size(), 0) << size;
+        EXPECT_THAT(errors(), SizeIs(1)) << size;
+        collector.disableFilter(FilterId{1});
+        collector.enableFilter(FilterId{1});
+    }
+}
+
+TEST_F(QuardexMessagesTest, SectionLengthPastTheEndGivesItsItemsAndOneError) {
+    handle(BatchMessage().measurement("meas", 1).claimMeasurementBytes(0xFFFFFFFF));
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(1));
+    EXPECT_THAT(errors(), SizeIs(1));
+}
+
+TEST_F(QuardexMessagesTest, SectionLengthsThatWouldWrapIn32BitsGiveTheirItemsAndOneError) {
+    handle(BatchMessage()
+               .measurement("meas", 1)
+               .counter("count", 2)
+               .claimCounterBytes(0xFFFFFFFF)
+               .claimRecordBytes(0xFFFFFFFF));
+    const auto collections = held();
+    EXPECT_THAT(collections.measurementcollections(0).values(), ElementsAre(1));
+    EXPECT_THAT(collections.countercollections(0).values(), ElementsAre(2));
+    EXPECT_THAT(errors(), SizeIs(1));
+}
+
+TEST_F(QuardexMessagesTest, RecordSizePastTheEndDropsTheRecordAndTheRest) {
+    handle(
+        BatchMessage().record("rec", {1}).recordOfSize("rec", 0xFFFFFFFF, {2}).record("rec", {3}));
+    EXPECT_THAT(held().recordcollections(0).values(), ElementsAre("\x01"));
+    EXPECT_THAT(errors(), SizeIs(1));
+}
+
+TEST_F(QuardexMessagesTest, LieInOneSectionDropsTheFollowingOnes) {
+    handle(BatchMessage().recordOfSize("rec", 1, {1}).claimMeasurementBytes(5));
+    EXPECT_EQ(held().recordcollections_size(), 0);
+    EXPECT_THAT(errors(), SizeIs(1));
+}
+
+// --- Metadata ----------------------------------------------------------------------------------
+
+TEST_F(QuardexMessagesTest, MetaDataIsCollectedWhenAllSixFieldsArePresent) {
+    EXPECT_FALSE(collector.isMetaDataCollected());
+    auto five = allSix();
+    five.clear_hwname();
+    handleMetaData(five);
+    EXPECT_FALSE(collector.isMetaDataCollected());
+
+    RadioMetaData sixth;
+    sixth.set_hwname("");
+    handleMetaData(sixth);
+    EXPECT_TRUE(collector.isMetaDataCollected());
+}
+
+TEST_F(QuardexMessagesTest, EachFieldOfTheMetaDataIsNeeded) {
+    const auto* descriptor = RadioMetaData::descriptor();
+    for (int i = 0; i < descriptor->field_count(); ++i) {
+        Quardex fresh;
+        auto five = allSix();
+        RadioMetaData::GetReflection()->ClearField(&five, descriptor->field(i));
+        const auto bytes = five.SerializeAsString();
+        const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
+        Bytes behind(8);
+        behind.insert(behind.end(), text.begin(), text.end());
+        behind.push_back(0);
+        fresh.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+        EXPECT_FALSE(fresh.isMetaDataCollected()) << descriptor->field(i)->name();
+    }
+}
+
+TEST_F(QuardexMessagesTest, LaterMetaDataReplacesOnlyWhatItSets) {
+    handleMetaData(allSix());
+    RadioMetaData second;
+    second.set_hwname("other");
+    handleMetaData(second);
+    handle(BatchMessage().measurement("meas", 1));
+
+    std::string output;
+    ASSERT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
+    InfoObjectCollections collections;
+    ASSERT_TRUE(collections.ParseFromString(output));
+    auto expected = allSix();
+    expected.set_hwname("other");
+    EXPECT_EQ(collections.radiometadata().SerializeAsString(), expected.SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, UnparsableMetaDataChangesNothingAndIsLeftWithoutALeavingLine) {
+    handleMetaData(allSix());
+    TraceRecorder::instance().clear();
+    handleMetaDataText("/////w==");
+    EXPECT_TRUE(collector.isMetaDataCollected());
+    EXPECT_THAT(errors(), ElementsAre("Unsuccessful parsing of RadioMetaData GPB message."));
+    EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6, "Leaving handleBeProcessMetaDataUreq"),
+              0);
+}
+
+TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {
+    RadioMetaData metaData;
+    metaData.set_hwname("abc");  // 8 bytes: "Mg..." and one "="
+    const auto bytes = metaData.SerializeAsString();
+    const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
+    handleMetaDataText(text + "!garbage");
+    EXPECT_THAT(errors(), IsEmpty());
+    EXPECT_EQ(
+        TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
+        1);
+}
+
+TEST_F(QuardexMessagesTest, MetaDataIsTheFirstWordOfItsText) {
+    RadioMetaData metaData;
+    metaData.set_hwname("abc");
+    const auto bytes = metaData.SerializeAsString();
+    handleMetaDataText("  " + Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}) + " rest");
+    EXPECT_EQ(
+        TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
+        1);
+}
+
+TEST_F(QuardexMessagesTest, MetaDataTraceTellsItsReferencesAndItsContent) {
+    auto behind = bigEndian(std::uint32_t{0x01020304});
+    const auto connection = bigEndian(std::uint32_t{5});
+    behind.insert(behind.end(), connection.begin(), connection.end());
+    behind.push_back(0);
+    collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+
+    const std::uint32_t numberAsBytes = V1::beProcessMetaDataUreq;
+    const auto decoded =
+        V1::readBigEndian32(reinterpret_cast<const unsigned char*>(&numberAsBytes));
+    EXPECT_THAT(TraceRecorder::instance().texts(Level::Trace6),
+                ElementsAre("Entering handleBeProcessMetaDataUreq",
+                            "Received OZO message, messageNumber: " + std::to_string(decoded) +
+                                ", procedureReference: 16909060, connectionReference: 5",
+                            "Received GPB message: {}", "Leaving handleBeProcessMetaDataUreq"));
+}
+
+TEST_F(QuardexMessagesTest, MetaDataIsMergedWithItsTraceOff) {
+    for (const auto level : {Level::Error, Level::Info, Level::Trace5, Level::Trace6}) {
+        TraceRecorder::instance().turnOff(level);
+    }
+    handleMetaData(allSix());
+    EXPECT_TRUE(collector.isMetaDataCollected());
+    EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty());
+}
+
+TEST_F(QuardexMessagesTest, MetaDataWithoutItsNulIsOneErrorAndMergesNothing) {
+    RadioMetaData metaData = allSix();
+    const auto bytes = metaData.SerializeAsString();
+    const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
+    Bytes behind(8);
+    behind.insert(behind.end(), text.begin(), text.end());
+    collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+    EXPECT_FALSE(collector.isMetaDataCollected());
+    EXPECT_THAT(errors(), SizeIs(1));
+}
+
+TEST_F(QuardexMessagesTest, MetaDataShorterThanItsFixedFieldsIsOneError) {
+    for (std::size_t size = 0; size < 8; ++size) {
+        TraceRecorder::instance().clear();
+        collector.handleBeProcessMetaDataUreq(
+            messageOf(V1::beProcessMetaDataUreq, Bytes(size)).get());
+        EXPECT_THAT(errors(), SizeIs(1)) << size;
+    }
+}
+
+// --- Clocks ------------------------------------------------------------------------------------
+
+TEST_F(QuardexMessagesTest, ClockAnchorIsTakenOnceAndKept) {
+    const auto before = std::chrono::steady_clock::now();
+    const auto anchor = collector.getClockAnchor();
+    EXPECT_GE(anchor.first, before);
+    EXPECT_LE(anchor.first, std::chrono::steady_clock::now());
+    EXPECT_EQ(collector.getClockAnchor(), anchor);
+}
+
+TEST_F(QuardexMessagesTest, ClearedClockAnchorIsTakenAgain) {
+    const ClockAnchor given{time_point(seconds(1)), WallTime(seconds(2))};
+    collector.setClockAnchor(given);
+    EXPECT_EQ(collector.getClockAnchor(), given);
+    collector.setClockAnchor(std::nullopt);
+    EXPECT_NE(collector.getClockAnchor(), given);
+}
+
+TEST_F(QuardexMessagesTest, EmptyTimeIsThePresent) {
+    const auto before = std::chrono::steady_clock::now();
+    collector.setCurrTime(std::nullopt);
+    const auto after = std::chrono::steady_clock::now();
+    handle(BatchMessage().measurement("meas", 1));
+
+    // Anchored an hour ahead, so that whole seconds can't hide the difference.
+    const auto encoder = OutputEncoderIf::create({before, WallTime(seconds(3600))});
+    collector.prepareFilterData(FilterId{1}, Clear::No, encoder.get());
+    InfoObjectCollections collections;
+    ASSERT_TRUE(collections.ParseFromString(encoder->build()));
+    const auto stamp = collections.measurementcollections(0).timestamps(0);
+    EXPECT_GE(stamp, 3600u);
+    EXPECT_LE(stamp, 3600u + static_cast<std::uint64_t>(
+                                 std::chrono::ceil<seconds>(after - before).count()));
+}
+
+}  // namespace
+}  // namespace Qdx::Backend
