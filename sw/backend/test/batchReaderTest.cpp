@@ -11,10 +11,11 @@
 namespace Qdx::Backend {
 namespace {
 
-using Test::BatchMessage;
+using Qdx::Test::BatchMessage;
 using Bytes = std::vector<unsigned char>;
 
-// The head of an item whose key text and size field are as given, and where the reader then stands, from the item's start.
+// The head of an item whose key text and size field are as given, and where the reader then stands,
+// from the item's start.
 struct Head {
     bool whole;
     BatchItem item;
@@ -31,11 +32,8 @@ Head readHead(const std::string& keyText, std::uint32_t size = 8) {
 }
 
 TEST(BatchReaderTest, SectionsFollowEachOther) {
-    const auto bytes = BatchMessage()
-                           .claimMeasurementBytes(10)
-                           .claimCounterBytes(20)
-                           .claimRecordBytes(30)
-                           .bytes();
+    const auto bytes =
+        BatchMessage().claimMeasurementBytes(10).claimCounterBytes(20).claimRecordBytes(30).bytes();
     const BatchReader batch(bytes);
     EXPECT_EQ(batch.measurementEnd(), 38);
     EXPECT_EQ(batch.counterEnd(), 58);

@@ -13,7 +13,7 @@ namespace {
 
 class DbGetTest : public testing::Test {
 protected:
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
 };
 
 TEST_F(DbGetTest, ReadsAByte) {
@@ -39,10 +39,10 @@ TEST_F(DbGetTest, FirstOfSeveralValuesCounts) {
 
 TEST_F(DbGetTest, AbsentKeyIsEmptyAndTracesNothing) {
     root.writeDatabase("[qdx]\n");
-    Test::TraceRecorder::instance().clear();
+    Qdx::Test::TraceRecorder::instance().clear();
     EXPECT_EQ(dbGet<unsigned char>("/qdx/enabled"), std::nullopt);
     EXPECT_EQ(dbGet<unsigned int>("/qdx/maxFilterLimit"), std::nullopt);
-    EXPECT_THAT(Test::TraceRecorder::instance().lines(), testing::IsEmpty());
+    EXPECT_THAT(Qdx::Test::TraceRecorder::instance().lines(), testing::IsEmpty());
 }
 
 TEST_F(DbGetTest, ValueOfAnotherTypeOrRangeCountsAsAbsent) {
@@ -53,8 +53,7 @@ TEST_F(DbGetTest, ValueOfAnotherTypeOrRangeCountsAsAbsent) {
 
 TEST_F(DbGetTest, EmptyListThrows) {
     root.writeDatabase("[qdx]\nenabled = []\nmaxFilterLimit = []\n");
-    constexpr auto text =
-        "vector::_M_range_check: __n (which is 0) >= this->size() (which is 0)";
+    constexpr auto text = "vector::_M_range_check: __n (which is 0) >= this->size() (which is 0)";
     EXPECT_THAT([] { dbGet<unsigned char>("/qdx/enabled"); },
                 testing::ThrowsMessage<std::out_of_range>(text));
     EXPECT_THAT([] { dbGet<unsigned int>("/qdx/maxFilterLimit"); },

@@ -13,8 +13,7 @@ TEST(ErrorTypeTest, EveryResultHasItsText) {
     EXPECT_EQ(getErrorMsg(ErrorType::NoSuchFilter), "No entry with this filterID");
     EXPECT_EQ(getErrorMsg(ErrorType::FilterDisabled), "This filter is disabled");
     EXPECT_EQ(getErrorMsg(ErrorType::MetaDataNotSet), "Meta data is not set yet");
-    EXPECT_EQ(getErrorMsg(ErrorType::NoDataYet),
-              "Not enough data yet or not enough filter memory");
+    EXPECT_EQ(getErrorMsg(ErrorType::NoDataYet), "Not enough data yet or not enough filter memory");
 }
 
 TEST(ErrorTypeTest, ResultsKeepTheirNumbers) {

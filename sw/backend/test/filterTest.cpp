@@ -23,8 +23,13 @@ using V1::MeasurementData;
 constexpr time_point start{};
 
 InfoObject measurement(unsigned id, const std::set<std::string>& tags = {}) {
-    return {InfoObjectId{id}, "object:" + std::to_string(id), InfoObjectType::Measurement, "", "",
-            "", tags};
+    return {InfoObjectId{id},
+            "object:" + std::to_string(id),
+            InfoObjectType::Measurement,
+            "",
+            "",
+            "",
+            tags};
 }
 
 // A filter in a memory of its own, as the registry makes it.
@@ -36,7 +41,7 @@ protected:
         filter.reset();
         filter = std::allocate_shared<Filter>(
             std::pmr::polymorphic_allocator<Filter>(memory.getMainResource()), "f",
-            Test::parsedAll(statements), Enabled::Yes, isStatic, Printable::No,
+            Qdx::Test::parsedAll(statements), Enabled::Yes, isStatic, Printable::No,
             memory.getContentResource(), memory.getMainResource());
         return *filter;
     }
@@ -77,7 +82,7 @@ protected:
 };
 
 TEST_F(FilterTest, KeepsWhatItsConstructorWasGiven) {
-    const Filter made("name", Test::parsedAll({"tags A list count 1", "tags B list count 2"}),
+    const Filter made("name", Qdx::Test::parsedAll({"tags A list count 1", "tags B list count 2"}),
                       Enabled::No, Static::Yes, Printable::Yes, memory.getContentResource(),
                       memory.getMainResource());
 
@@ -93,7 +98,7 @@ TEST_F(FilterTest, KeepsWhatItsConstructorWasGiven) {
 
 TEST_F(FilterTest, ChargesOnlyTheBufferOfItsStatements) {
     const auto before = mainHeld();
-    const Filter made("name", Test::parsedAll({"tags A B C list count 1 list count 2"}),
+    const Filter made("name", Qdx::Test::parsedAll({"tags A B C list count 1 list count 2"}),
                       Enabled::Yes, Static::No, Printable::No, memory.getContentResource(),
                       memory.getMainResource());
 
@@ -154,8 +159,7 @@ TEST_F(FilterTest, NumbersContextsInTheOrderTheyAreMet) {
     push(1, "c", 0);
     push(1, "", 0);
     push(1, "a", 0);
-    EXPECT_THAT(filter->reverseContextsMap(),
-                ElementsAre(Pair(0, "c"), Pair(1, ""), Pair(2, "a")));
+    EXPECT_THAT(filter->reverseContextsMap(), ElementsAre(Pair(0, "c"), Pair(1, ""), Pair(2, "a")));
 }
 
 TEST_F(FilterTest, PullsByIdentityThenContextNumberThenAge) {
@@ -210,14 +214,14 @@ TEST_F(FilterTest, DecisionsAreMadeAnewAfterErasingAggregators) {
 
 TEST_F(FilterTest, StaticFilterTakesNothingBeforeItIsUsed) {
     create({"list count 10"}, Static::Yes);
-    push(1, "a", 5);
-    filter->pushCounter(measurement(2), "b", start, CounterData{1});
-    filter->pushRecord(measurement(3), "c", start, {1, 2, 3});
+    push(1, "dfeId=1", 5);
+    filter->pushCounter(measurement(2), "dfeId=2", start, CounterData{1});
+    filter->pushRecord(measurement(3), "dfeId=3", start, {1, 2, 3});
     EXPECT_THAT(filter->reverseContextsMap(), IsEmpty());
     EXPECT_THAT(captured(), IsEmpty());
 
     filter->markAsUsed();
-    push(1, "a", 6);
+    push(1, "dfeId=1", 6);
     EXPECT_THAT(values(pull()), ElementsAre(6));
 }
 
@@ -271,7 +275,7 @@ TEST_F(FilterTest, DisablingDropsDataAndKeepsContextNumbers) {
 }
 
 TEST_F(FilterTest, EnablingChangesNothingElse) {
-    push(1, "a", 5);
+    push(1, "dfeId=1", 5);
     filter->enable();
     EXPECT_THAT(values(pull()), ElementsAre(5));
 }
@@ -342,16 +346,17 @@ TEST_F(FilterTest, SampleOfANewContextIsLostWithoutMemoryForTheText) {
     EXPECT_THAT(filter->reverseContextsMap(), ElementsAre(Pair(0, "a"), Pair(1, "b")));
 }
 
-// Lets the first sample of a key have ever more main memory: it is taken whole or leaves nothing but its context.
+// Lets the first sample of a key have ever more main memory: it is taken whole or leaves nothing
+// but its context.
 TEST_F(FilterTest, FirstSampleOfAKeyIsTakenWholeOrNotAtAll) {
     create({"list count 10 max count 1 10", "tags A list count 1", "list duration 5"});
-    push(1, "a", 0);
+    push(1, "dfeId=1", 0);
     const auto held = mainHeld();
     unsigned long bytes = 0;
     for (; captured().size() == 3; bytes += 8) {
         ASSERT_LT(bytes, 100'000);
         mainMayStillTake(bytes);
-        push(2, "a", 42);
+        push(2, "dfeId=1", 42);
         if (captured().size() == 3) {
             EXPECT_EQ(mainHeld(), held);
         }
@@ -380,11 +385,11 @@ TEST_F(FilterTest, RefusedContentForAFirstSampleLeavesTheKeyUndecided) {
 
 TEST_F(FilterTest, UncapturedKeyWithoutMemoryToRememberItIsEvaluatedAgain) {
     create({"tags X list count 1"});
-    push(9, "a", 0);
+    push(9, "dfeId=1", 0);
     mainMayStillTake(0);
-    push(1, "a", 5);
+    push(1, "dfeId=1", 5);
     mainMayStillTake(100'000);
-    filter->pushMeasurement(measurement(1, {"X"}), "a", start, MeasurementData{6});
+    filter->pushMeasurement(measurement(1, {"X"}), "dfeId=1", start, MeasurementData{6});
     EXPECT_THAT(values(pull()), ElementsAre(6));
 }
 
@@ -393,9 +398,8 @@ TEST_F(FilterTest, RecordNeedsItsSizeInMainForAMomentEvenUncaptured) {
     filter->pushRecord(measurement(1), "a", start, {1});
     const auto held = mainHeld();
     mainMayStillTake(99);
-    EXPECT_THROW(
-        filter->pushRecord(measurement(1), "b", start, std::vector<unsigned char>(100)),
-        std::bad_alloc);
+    EXPECT_THROW(filter->pushRecord(measurement(1), "b", start, std::vector<unsigned char>(100)),
+                 std::bad_alloc);
     EXPECT_EQ(mainHeld(), held);
     EXPECT_THAT(filter->reverseContextsMap(), ElementsAre(Pair(0, "a")));
 

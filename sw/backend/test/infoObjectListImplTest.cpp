@@ -15,7 +15,7 @@ namespace Qdx::Backend {
 
 namespace {
 
-using Test::TraceRecorder;
+using Qdx::Test::TraceRecorder;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -23,7 +23,8 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Level = Trace::Level;
 
-std::string object(const std::string& name, const std::string& id, const std::string& children = "") {
+std::string object(const std::string& name, const std::string& id,
+                   const std::string& children = "") {
     return "<object id='" + id + "' name='" + name + "' type='meas'>" + children + "</object>";
 }
 
@@ -54,7 +55,7 @@ protected:
 
     std::vector<std::string> errors() const { return trace.texts(Level::Error); }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
     TraceRecorder& trace = TraceRecorder::instance();
 };
 
@@ -115,12 +116,14 @@ TEST_F(InfoObjectListImplTest, LastNameWinsARepeatedIdentity) {
 }
 
 TEST_F(InfoObjectListImplTest, TagIsUsedOnlyIfAnObjectCarriesIt) {
-    root.writeCatalogue(list(object("a", "1", "<tags>CARRIED</tags>"), tag("CARRIED") + tag("IDLE")));
+    root.writeCatalogue(
+        list(object("a", "1", "<tags>CARRIED</tags>"), tag("CARRIED") + tag("IDLE")));
     const InfoObjectListImpl catalogue;
     trace.clear();
     EXPECT_TRUE(catalogue.tagIsUsed("CARRIED"));
     EXPECT_FALSE(catalogue.tagIsUsed("IDLE"));
-    EXPECT_THAT(trace.texts(Level::Trace7), ElementsAre("Entering tagIsUsed", "Entering tagIsUsed"));
+    EXPECT_THAT(trace.texts(Level::Trace7),
+                ElementsAre("Entering tagIsUsed", "Entering tagIsUsed"));
 }
 
 TEST_F(InfoObjectListImplTest, ReadsAFileWithoutADirectoryFromTheWorkingDirectory) {
@@ -154,7 +157,8 @@ TEST_F(InfoObjectListImplTest, DirectoryInPlaceOfAFileGivesAnEmptyCatalogue) {
 }
 
 TEST_F(InfoObjectListImplTest, FaultInTheTextLosesAllObjects) {
-    root.writeCatalogue("<infoObjectList><objects>" + object("a", "1") + "</wrong></infoObjectList>");
+    root.writeCatalogue("<infoObjectList><objects>" + object("a", "1") +
+                        "</wrong></infoObjectList>");
     const InfoObjectListImpl catalogue;
     EXPECT_EQ(catalogue.size(), 0U);
     EXPECT_EQ(catalogue.getInfoObject("a"), nullptr);
@@ -205,14 +209,12 @@ TEST_F(InfoObjectListImplTest, NestedIncludesAreRelativeToTheTopFile) {
     root.writeCatalogue(list(include("sub/inner.xml")));
     const InfoObjectListImpl catalogue;
     EXPECT_NE(catalogue.getInfoObject("leaf"), nullptr);
-    EXPECT_EQ(trace.count(Level::Info,
-                          "Processing included file: " + directory() + "sub/leaf.xml"),
+    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "sub/leaf.xml"),
               1U);
 }
 
 TEST_F(InfoObjectListImplTest, TagsReachIncludedFilesButNotTheOtherWayRound) {
-    root.write("list/more.xml",
-               list(object("b", "2", "<tags>TOPTAG</tags>"), tag("SUBTAG")));
+    root.write("list/more.xml", list(object("b", "2", "<tags>TOPTAG</tags>"), tag("SUBTAG")));
     root.writeCatalogue(
         list(object("a", "1", "<tags>SUBTAG</tags>") + include("more.xml"), tag("TOPTAG")));
     const InfoObjectListImpl catalogue;
@@ -226,17 +228,20 @@ TEST_F(InfoObjectListImplTest, FailingIncludeLosesEverythingAndSkipsTheRest) {
                              include("good.xml")));
     const InfoObjectListImpl catalogue;
     EXPECT_EQ(catalogue.size(), 0U);
-    EXPECT_THAT(errors(), ElementsAre("Could not open file " + directory() + "missing.xml",
-                                      "Failed to process included file " + directory() + "missing.xml",
-                                      "Could not process Info object list XML file"));
-    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "good.xml"), 1U);
+    EXPECT_THAT(errors(),
+                ElementsAre("Could not open file " + directory() + "missing.xml",
+                            "Failed to process included file " + directory() + "missing.xml",
+                            "Could not process Info object list XML file"));
+    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "good.xml"),
+              1U);
 }
 
 TEST_F(InfoObjectListImplTest, FileThatFailsIncludesNothing) {
     root.write("list/good.xml", list(object("g", "1")));
     root.writeCatalogue("<infoObjectList><objects>" + include("good.xml") + "</wrong>");
     const InfoObjectListImpl catalogue;
-    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "good.xml"), 0U);
+    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "good.xml"),
+              0U);
 }
 
 TEST_F(InfoObjectListImplTest, MissingAttributeThrowsAndClosesTheFile) {
@@ -274,10 +279,11 @@ TEST_F(InfoObjectListImplTest, NothingAfterAnExceptionIsReported) {
     EXPECT_THAT(errors(), IsEmpty());
 }
 
-// The instance lives as long as its process, so each of these runs in a process of its own. A result of 0 is success.
+// The instance lives as long as its process, so each of these runs in a process of its own. A
+// result of 0 is success.
 
 int triesAgainAfterExceptions() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeCatalogue(list("<object/>"));
     for (int i = 0; i < 2; ++i) {
         try {
@@ -292,7 +298,7 @@ int triesAgainAfterExceptions() {
 }
 
 int neverReloads() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeCatalogue(list(object("a", "1")));
     const auto& first = InfoObjectListIf::getInstance();
     root.writeCatalogue(list(object("b", "2")));
@@ -302,9 +308,10 @@ int neverReloads() {
 }
 
 int existsEmpty() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeDatabase("[qdx]\n");
-    const auto* instance = dynamic_cast<const InfoObjectListImpl*>(&InfoObjectListIf::getInstance());
+    const auto* instance =
+        dynamic_cast<const InfoObjectListImpl*>(&InfoObjectListIf::getInstance());
     return instance != nullptr && instance->size() == 0 ? 0 : 1;
 }
 

@@ -16,11 +16,11 @@
 namespace Qdx::Backend {
 namespace {
 
+using Qdx::Test::BatchMessage;
+using Qdx::Test::bigEndian;
+using Qdx::Test::messageOf;
+using Qdx::Test::TraceRecorder;
 using std::chrono::seconds;
-using Test::BatchMessage;
-using Test::bigEndian;
-using Test::messageOf;
-using Test::TraceRecorder;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -48,7 +48,7 @@ protected:
         root.writeCatalogue(catalogue);
         collector.allocateGlobalMemory();
         collector.determineMaxNumberOfFilters();
-        collector.createFilter(FilterId{1}, "all", Test::parsedAll({"list count 100"}), 0,
+        collector.createFilter(FilterId{1}, "all", Qdx::Test::parsedAll({"list count 100"}), 0,
                                Enabled::Yes, Static::No, Printable::No);
         TraceRecorder::instance().clear();
     }
@@ -66,8 +66,7 @@ protected:
         Bytes behind(8);
         behind.insert(behind.end(), text.begin(), text.end());
         behind.push_back(0);
-        collector.handleBeProcessMetaDataUreq(
-            messageOf(V1::beProcessMetaDataUreq, behind).get());
+        collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
     }
 
     InfoObjectCollections held() {
@@ -78,7 +77,7 @@ protected:
         return collections;
     }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
     Quardex collector;
 };
 
@@ -237,7 +236,7 @@ TEST_F(QuardexMessagesTest, AllItemsOfABatchCarryItsTime) {
 }
 
 TEST_F(QuardexMessagesTest, ExceptionOfAFilterEndsTheBatch) {
-    collector.createFilter(FilterId{2}, "throws", Test::parsedAll({"max count 5 0"}), 0,
+    collector.createFilter(FilterId{2}, "throws", Qdx::Test::parsedAll({"max count 5 0"}), 0,
                            Enabled::Yes, Static::No, Printable::No);
     BatchMessage batch;
     for (int i = 0; i < 7; ++i) {
@@ -296,10 +295,8 @@ TEST_F(QuardexMessagesTest, SectionLengthsThatWouldWrapIn32BitsGiveTheirItemsAnd
 }
 
 TEST_F(QuardexMessagesTest, RecordSizePastTheEndDropsTheRecordAndTheRest) {
-    handle(BatchMessage()
-               .record("rec", {1})
-               .recordOfSize("rec", 0xFFFFFFFF, {2})
-               .record("rec", {3}));
+    handle(
+        BatchMessage().record("rec", {1}).recordOfSize("rec", 0xFFFFFFFF, {2}).record("rec", {3}));
     EXPECT_THAT(held().recordcollections(0).values(), ElementsAre("\x01"));
     EXPECT_THAT(errors(), SizeIs(1));
 }
@@ -374,20 +371,19 @@ TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {
     const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
     handleMetaDataText(text + "!garbage");
     EXPECT_THAT(errors(), IsEmpty());
-    EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6,
-                                              R"(Received GPB message: {"hwName":"abc"})"),
-              1);
+    EXPECT_EQ(
+        TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
+        1);
 }
 
 TEST_F(QuardexMessagesTest, MetaDataIsTheFirstWordOfItsText) {
     RadioMetaData metaData;
     metaData.set_hwname("abc");
     const auto bytes = metaData.SerializeAsString();
-    handleMetaDataText("  " + Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}) +
-                       " rest");
-    EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6,
-                                              R"(Received GPB message: {"hwName":"abc"})"),
-              1);
+    handleMetaDataText("  " + Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}) + " rest");
+    EXPECT_EQ(
+        TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
+        1);
 }
 
 TEST_F(QuardexMessagesTest, MetaDataTraceTellsItsReferencesAndItsContent) {

@@ -11,7 +11,7 @@ namespace Qdx::Backend {
 namespace {
 
 using Bevel::CmdTableHelper::V2::CmdTableHelperIf;
-using Test::TraceRecorder;
+using Qdx::Test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -99,8 +99,8 @@ protected:
     Answer type(const std::string& line) {
         std::ostringstream out;
         const auto words = Tessel::Util::tokenize(line, " ");
-        const int result = line.starts_with("rodc") ? commands.cmdRodc(words, out)
-                                                    : commands.cmdDch(words, out);
+        const int result =
+            line.starts_with("rodc") ? commands.cmdRodc(words, out) : commands.cmdDch(words, out);
         return {result, out.str()};
     }
 
@@ -250,11 +250,11 @@ TEST_F(QuardexShellCommandsTest, UnknownFilterIsReported) {
 
 TEST_F(QuardexShellCommandsTest, LineThatNoExpressionMatchesIsInvalid) {
     for (const auto* line :
-         {"dch filter enable", "dch filter enable a b", "dch filter disable",
-          "dch filter delete", "dch filter delete a b", "dch filter pull",
-          "dch filter pull keep", "dch filter pull drop known", "dch filter pull keep a b",
-          "dch fs add", "dch fs add x", "dch fs commit", "dch fs commit x", "dch fs commit 1 2",
-          "rodc print", "rodc print a b", "rodc show", "rodc show x", "rodc show -1"}) {
+         {"dch filter enable", "dch filter enable a b", "dch filter disable", "dch filter delete",
+          "dch filter delete a b", "dch filter pull", "dch filter pull keep",
+          "dch filter pull drop known", "dch filter pull keep a b", "dch fs add", "dch fs add x",
+          "dch fs commit", "dch fs commit x", "dch fs commit 1 2", "rodc print", "rodc print a b",
+          "rodc show", "rodc show x", "rodc show -1"}) {
         EXPECT_EQ(type(line), invalidCommand) << line;
     }
     EXPECT_THAT(backend.calls, IsEmpty());
@@ -282,8 +282,7 @@ TEST_F(QuardexShellCommandsTest, HandlersWithoutAnExpressionDoNotLookAtTheirWord
 
 TEST_F(QuardexShellCommandsTest, PullWritesBase64BetweenItsMarkers) {
     backend.data = std::string("\x08\x01\xff\x00", 4);
-    EXPECT_EQ(type("dch filter pull keep known"),
-              (Answer{0, "<QdxOutput>CAH/AA==</QdxOutput>\n"}));
+    EXPECT_EQ(type("dch filter pull keep known"), (Answer{0, "<QdxOutput>CAH/AA==</QdxOutput>\n"}));
     EXPECT_EQ(type("dch filter pull clear known"),
               (Answer{0, "<QdxOutput>CAH/AA==</QdxOutput>\n"}));
     EXPECT_THAT(backend.calls, ElementsAre("pull 42 keep", "pull 42 clear"));
@@ -356,9 +355,9 @@ TEST_F(QuardexShellCommandsTest, MemoryLimitTooLargeIsTheLargestThereIs) {
 }
 
 TEST_F(QuardexShellCommandsTest, CreateWithoutAValidLimitFailsAndUsesNoTransactionUp) {
-    for (const auto* line : {"dch fs create", "dch fs create limit", "dch fs create limit x",
-                             "dch fs create limit 5 ", "dch fs create limit 5 6",
-                             "dch fs create limit -1", "dch fs createlimit 5"}) {
+    for (const auto* line :
+         {"dch fs create", "dch fs create limit", "dch fs create limit x", "dch fs create limit 5 ",
+          "dch fs create limit 5 6", "dch fs create limit -1", "dch fs createlimit 5"}) {
         EXPECT_NE(type(line).result, 0) << line;
     }
     EXPECT_EQ(type("dch fs create"), failed);
@@ -403,9 +402,8 @@ TEST_F(QuardexShellCommandsTest, AddWithoutAStatementReachesTheParserWithAnEmpty
 
 TEST_F(QuardexShellCommandsTest, AddToAnUnknownTransactionIsRefusedWithTheReasonInTheTrace) {
     EXPECT_EQ(type("dch fs add 3 list count 1"), failed);
-    EXPECT_THAT(
-        TraceRecorder::instance().texts(Level::Trace5),
-        ElementsAre("Trying to add a capture statement to unknown transaction 3"));
+    EXPECT_THAT(TraceRecorder::instance().texts(Level::Trace5),
+                ElementsAre("Trying to add a capture statement to unknown transaction 3"));
 }
 
 TEST_F(QuardexShellCommandsTest, BadStatementForAnUnknownTransactionIsABadStatement) {

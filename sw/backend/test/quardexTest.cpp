@@ -16,10 +16,10 @@
 namespace Qdx::Backend {
 namespace {
 
+using Qdx::Test::BatchMessage;
+using Qdx::Test::parsedAll;
+using Qdx::Test::TraceRecorder;
 using std::chrono::seconds;
-using Test::BatchMessage;
-using Test::parsedAll;
-using Test::TraceRecorder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -82,7 +82,7 @@ protected:
         behind.insert(behind.end(), text.begin(), text.end());
         behind.push_back(0);
         collector.handleBeProcessMetaDataUreq(
-            Test::messageOf(V1::beProcessMetaDataUreq, behind).get());
+            Qdx::Test::messageOf(V1::beProcessMetaDataUreq, behind).get());
     }
 
     // Values of the measurement that the filter holds.
@@ -102,7 +102,7 @@ protected:
         return collector.findFilter(std::to_string(id)).has_value();
     }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
     Quardex collector;
     std::ostringstream out;
 };
@@ -301,8 +301,7 @@ TEST_F(QuardexTest, PullNeedsAllMetaData) {
     create({.id = 1});
     feed(BatchMessage().measurement("a:b:1", 5));
     std::string output = "before";
-    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::Yes, output),
-              ErrorType::MetaDataNotSet);
+    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::Yes, output), ErrorType::MetaDataNotSet);
     EXPECT_EQ(output, "before");
     EXPECT_THAT(held(1), ElementsAre(5));
 }
@@ -310,8 +309,7 @@ TEST_F(QuardexTest, PullNeedsAllMetaData) {
 TEST_F(QuardexTest, FailedPullTakesTheClockAnchor) {
     const auto before = std::chrono::system_clock::now();
     std::string output;
-    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output),
-              ErrorType::MetaDataNotSet);
+    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::MetaDataNotSet);
     const auto after = std::chrono::system_clock::now();
     const auto anchor = collector.getClockAnchor();
     EXPECT_GE(anchor.second, before);
@@ -328,8 +326,7 @@ TEST_F(QuardexTest, PullOfADisabledFilterFailsAndLeavesTheOutput) {
     feedMetaData();
     create({.id = 1, .enabled = Enabled::No});
     std::string output = "before";
-    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output),
-              ErrorType::FilterDisabled);
+    EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::FilterDisabled);
     EXPECT_EQ(output, "before");
 }
 

@@ -100,8 +100,8 @@ std::vector<unsigned char> BatchMessage::bytes() const {
     const auto number = V1::beProcessBatchesUreq;
     std::memcpy(all.data(), &number, sizeof(number));
     for (const auto* section : {&measurements, &counters, &records}) {
-        add(all, bigEndian(section->claimed.value_or(
-                     static_cast<std::uint32_t>(section->items.size()))));
+        add(all, bigEndian(
+                     section->claimed.value_or(static_cast<std::uint32_t>(section->items.size()))));
     }
     for (const auto* section : {&measurements, &counters, &records}) {
         add(all, section->items);

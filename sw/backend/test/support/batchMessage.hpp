@@ -13,7 +13,8 @@ namespace Qdx::Test {
 
 // Builds a BeProcessBatchesUreq, truthful unless told otherwise:
 //
-//     BatchMessage().measurement("a:b rfBranch=1", 5).counter("c", 1).claimCounterBytes(999).message()
+//     BatchMessage().measurement("a:b rfBranch=1", 5).counter("c",
+//     1).claimCounterBytes(999).message()
 //
 // Items land in their sections whatever the order of the calls.
 class BatchMessage {

@@ -1,9 +1,21 @@
 #include "mailboxMonitors.hpp"
 
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
 namespace Tessel {
+
+namespace {
+
+// The news comes from the thread's own mailbox, so that no peer can make it up; and that mailbox
+// is the one that can't be monitored.
+bool isFromOwnMailbox(const ozo_msg& message) {
+    return ozo_monitor(ozo_sender(&message), MailboxMonitors::messageNumber) != 0 &&
+           errno == EINVAL;
+}
+
+}  // namespace
 
 int MailboxMonitors::add(std::uint32_t mailbox, Callback callback) {
     if (callbacks_.find(mailbox) == callbacks_.end()) {
@@ -17,7 +29,7 @@ int MailboxMonitors::add(std::uint32_t mailbox, Callback callback) {
 
 void MailboxMonitors::handleGone(const ozo_msg& message) {
     std::uint32_t mailbox = 0;
-    if (ozo_size(&message) < sizeof message + sizeof mailbox) {
+    if (ozo_size(&message) < sizeof message + sizeof mailbox || !isFromOwnMailbox(message)) {
         return;
     }
     std::memcpy(&mailbox, &message + 1, sizeof mailbox);
