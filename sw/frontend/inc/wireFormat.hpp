@@ -32,7 +32,7 @@ inline constexpr std::uint32_t beProcessMetaDataUreq = 0x017070C6;
 inline constexpr std::size_t headerSize = 4 + 4 + 4;
 inline constexpr std::size_t beConnectionReqFixedSize = headerSize + 4;
 inline constexpr std::size_t beConnectionReplySize = headerSize + 4;
-inline constexpr std::size_t beProcessBatchesFixedSize = headerSize + 4 * 4;
+inline constexpr std::size_t beProcessBatchesFixedSize = headerSize + 4 + 4 + 4 + 4;
 
 inline constexpr std::uint32_t protocolRevision = 1;
 // The connection reference of every reply, and the only reason of a rejection: no common revision.

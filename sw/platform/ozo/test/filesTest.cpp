@@ -21,7 +21,7 @@ using namespace OzoTest;
 
 class Files : public ::testing::Test {
 protected:
-    ~Files() override { ozo_delete_mailbox(own); }
+    void TearDown() override { ozo_delete_mailbox(own); }
 
     // After children have been forked.
     bool create(const char* name) {
@@ -217,6 +217,7 @@ TEST_F(Files, GiveANameThatThreadsRaceForToOne) {
         std::barrier together(count);
         std::atomic<int> winners = 0;
         std::vector<std::thread> racers;
+        racers.reserve(count);
         for (int racer = 0; racer < count; ++racer)
             racers.emplace_back([&] {
                 together.arrive_and_wait();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -11,8 +12,9 @@ namespace {
 
 std::vector<std::byte> datagram(std::uint32_t protocol, std::uint32_t sender, std::size_t size) {
     const std::uint32_t words[] = {protocol, sender};
-    std::vector<std::byte> bytes(size);
-    std::memcpy(bytes.data(), words, std::min(size, sizeof words));
+    std::vector<std::byte> bytes(std::max(size, sizeof words));
+    std::memcpy(bytes.data(), words, sizeof words);
+    bytes.resize(size);
     return bytes;
 }
 

@@ -17,7 +17,7 @@ constexpr std::uint32_t gone = 4711;
 
 class Monitor : public ::testing::Test {
 protected:
-    ~Monitor() override { ozo_delete_mailbox(own); }
+    void TearDown() override { ozo_delete_mailbox(own); }
 
     // After children have been forked.
     void create() { own = ozo_create_mailbox("Watcher", 0); }

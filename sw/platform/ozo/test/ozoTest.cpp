@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <ostream>
 
 #include "connection.hpp"
 #include "ozoTestSupport.hpp"
@@ -20,7 +21,7 @@ using ::testing::Test;
 
 class OzoFixture : public Test {
 protected:
-    ~OzoFixture() override {
+    void TearDown() override {
         ozo_delete_mailbox(mailbox);
         ::unsetenv("OZO_MAX_SIZE");
     }
@@ -301,6 +302,10 @@ TEST_F(OzoMessage, IsNotAwaitedByAThreadWithoutMailbox) {
 struct Setting {
     const char* text;
     std::size_t size;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Setting& setting) {
+        return stream << '"' << setting.text << "\" as " << setting.size;
+    }
 };
 
 class OzoMaxSize : public OzoFixture, public ::testing::WithParamInterface<Setting> {};

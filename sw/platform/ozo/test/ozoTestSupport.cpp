@@ -3,12 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace OzoTest {
 namespace {
 
 char patternByte(std::uint32_t number, std::size_t offset) {
-    return static_cast<char>(number * 31 + offset * 7 + (offset >> 8));
+    return static_cast<char>(std::size_t{number} * 31 + offset * 7 + (offset >> 8));
 }
 
 std::size_t payloadSize(const ozo_msg* message) {

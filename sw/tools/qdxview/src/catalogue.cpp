@@ -1,0 +1,156 @@
+#include "catalogue.hpp"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "badData.hpp"
+#include "inputFile.hpp"
+#include "tessel/util.hpp"
+
+namespace Qdxview {
+
+namespace {
+
+constexpr std::size_t longestListFile = std::size_t{16} << 20;
+
+using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
+
+std::string_view nameOf(const xmlNode* node) {
+    return reinterpret_cast<const char*>(node->name);
+}
+
+// The child elements of a name, whatever their namespace.
+std::vector<xmlNode*> childrenOf(const xmlNode* parent, std::string_view name) {
+    std::vector<xmlNode*> children;
+    for (auto* child = parent->children; child != nullptr; child = child->next) {
+        if (child->type == XML_ELEMENT_NODE && nameOf(child) == name) {
+            children.push_back(child);
+        }
+    }
+    return children;
+}
+
+std::optional<std::string> attributeOf(const xmlNode* node, const char* name) {
+    const std::unique_ptr<xmlChar, void (*)(void*)> value(
+        xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)), xmlFree);
+    if (!value) {
+        return std::nullopt;
+    }
+    return reinterpret_cast<const char*>(value.get());
+}
+
+// A text that begins with no number is 0, as in the collector.
+std::uint32_t numberIn(const std::string& text) {
+    std::uint32_t number = 0;
+    std::istringstream(text) >> number;
+    return number;
+}
+
+// The files of one catalogue while they are being read.
+class ListFiles {
+public:
+    struct NamedObject {
+        std::uint32_t id;
+        CatalogueObject object;
+    };
+
+    explicit ListFiles(const std::string& path)
+        : directory(path.substr(0, path.find_last_of('/') + 1)) {
+        read(path);
+    }
+
+    const std::map<std::string, NamedObject>& objects() const { return byName; }
+
+private:
+    void read(const std::string& path) {
+        if (!seen.insert(path).second) {
+            return;
+        }
+        const auto text = readFile(path, longestListFile);
+        const auto document = parse(text, path);
+        const auto* const root = xmlDocGetRootElement(document.get());
+        if (root == nullptr || nameOf(root) != "infoObjectList") {
+            throw BadData(path + ": no info object list; its root is not infoObjectList");
+        }
+        for (const auto* const group : {"objects", "prototypeObjects"}) {
+            for (const auto* const objects : childrenOf(root, group)) {
+                takeObjects(objects, path);
+            }
+        }
+        for (const auto* const objects : childrenOf(root, "objects")) {
+            readIncludes(objects, path);
+        }
+    }
+
+    static Document parse(const std::string& text, const std::string& path) {
+        constexpr int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+        Document document(
+            xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, options),
+            xmlFreeDoc);
+        if (!document) {
+            const auto* const error = xmlGetLastError();
+            const std::string reason =
+                error != nullptr && error->message != nullptr ? error->message : "no XML";
+            throw BadData(path + ':' + std::to_string(error != nullptr ? error->line : 1) + ": " +
+                          Tessel::Util::trim(reason));
+        }
+        return document;
+    }
+
+    void takeObjects(const xmlNode* parent, const std::string& path) {
+        for (const auto* const node : childrenOf(parent, "object")) {
+            const auto name = required(node, "name", path);
+            NamedObject named{numberIn(required(node, "id", path)), {name, "", ""}};
+            for (const auto* const unit : childrenOf(node, "unit")) {
+                named.object.unit = required(unit, "type", path);
+                named.object.resolution = required(unit, "res", path);
+            }
+            byName.try_emplace(name, std::move(named));
+        }
+    }
+
+    void readIncludes(const xmlNode* objects, const std::string& path) {
+        for (const auto* const include : childrenOf(objects, "include")) {
+            read(directory + required(include, "href", path));
+        }
+    }
+
+    static std::string required(const xmlNode* node, const char* attribute,
+                                const std::string& path) {
+        if (auto value = attributeOf(node, attribute)) {
+            return std::move(*value);
+        }
+        throw BadData(path + ':' + std::to_string(xmlGetLineNo(node)) + ": " +
+                      std::string(nameOf(node)) + " without " + attribute);
+    }
+
+    const std::string directory;
+    std::set<std::string> seen;
+    std::map<std::string, NamedObject> byName;
+};
+
+}  // namespace
+
+Catalogue Catalogue::read(const std::string& path) {
+    const ListFiles files(path);
+    Catalogue catalogue;
+    for (const auto& [name, named] : files.objects()) {
+        // Of two names with one id the later in order counts, as in the collector.
+        catalogue.objects.insert_or_assign(named.id, named.object);
+    }
+    return catalogue;
+}
+
+const CatalogueObject* Catalogue::find(std::uint32_t id) const {
+    const auto found = objects.find(id);
+    return found == objects.end() ? nullptr : &found->second;
+}
+
+}  // namespace Qdxview

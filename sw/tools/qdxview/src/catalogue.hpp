@@ -1,0 +1,34 @@
+// Names and units of info objects, from an info object list file.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace Qdxview {
+
+struct CatalogueObject {
+    std::string name;
+    std::string unit;
+    std::string resolution;
+};
+
+// Includes are relative to the directory of the first file, and the first object of a name counts,
+// as in the collector; a file that includes itself is read once.
+class Catalogue {
+public:
+    // Without objects.
+    Catalogue() = default;
+
+    // Throws NoInput for a file that can't be opened, BadData with path and line for one that is
+    // no info object list.
+    static Catalogue read(const std::string& path);
+
+    // Null for an unknown id; valid as long as the catalogue.
+    const CatalogueObject* find(std::uint32_t id) const;
+
+private:
+    std::map<std::uint32_t, CatalogueObject> objects;
+};
+
+}  // namespace Qdxview

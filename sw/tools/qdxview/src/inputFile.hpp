@@ -1,0 +1,16 @@
+// Whole inputs, read with a bound.
+#pragma once
+
+#include <cstddef>
+#include <istream>
+#include <string>
+
+namespace Qdxview {
+
+// Everything up to the end of the stream. Throws BadData, with the source's name, past the limit.
+std::string readAll(std::istream& stream, const std::string& source, std::size_t limit);
+
+// The same of a file. Throws NoInput if it can't be opened or read.
+std::string readFile(const std::string& path, std::size_t limit);
+
+}  // namespace Qdxview

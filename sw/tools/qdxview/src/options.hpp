@@ -1,0 +1,22 @@
+// The command line.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "terminalText.hpp"
+
+namespace Qdxview {
+
+struct Options {
+    std::string input = "-";  // a file, or "-" for standard input
+    std::string catalogue;    // an info object list file; empty for none
+    std::size_t width = 0;    // columns; 0 for the terminal's
+    Glyphs glyphs = Glyphs::Unicode;
+};
+
+// Empty when the program is to end at once, with the status to exit with: after --help and
+// --version, or a line on standard error about what is wrong.
+std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus);
+
+}  // namespace Qdxview

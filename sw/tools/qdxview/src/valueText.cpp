@@ -1,0 +1,101 @@
+#include "valueText.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace Qdxview {
+
+namespace {
+
+constexpr int mostDecimals = 9;
+
+// From here on a double has no decimals to show, and its digits get many.
+constexpr double largestPlain = 1e15;
+
+template <typename... Arguments>
+std::string formatted(const char* format, Arguments... arguments) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), format, arguments...);
+    return text.data();
+}
+
+// How many decimals it takes to write the number.
+int decimalsOf(double number) {
+    for (int decimals = 0; decimals < mostDecimals; ++decimals) {
+        const double shifted = number * std::pow(10, decimals);
+        if (std::abs(shifted - std::round(shifted)) < shifted * 1e-9) {
+            return decimals;
+        }
+    }
+    return mostDecimals;
+}
+
+}  // namespace
+
+Scale::Scale(const std::string& resolution) {
+    const double number = std::strtod(resolution.c_str(), nullptr);
+    if (std::isfinite(number) && number > 0) {
+        factor = number;
+        decimals = decimalsOf(number);
+    }
+}
+
+std::string Scale::text(std::int64_t raw) const {
+    if (factor == 1) {
+        return std::to_string(raw);
+    }
+    const double value = static_cast<double>(raw) * factor;
+    return std::abs(value) < largestPlain ? formatted("%.*f", decimals, value)
+                                          : formatted("%g", value);
+}
+
+std::string timeText(std::uint64_t secondsSinceEpoch) {
+    constexpr std::uint64_t endOfYear9999 = 253'402'300'799;
+    const auto time = static_cast<std::time_t>(secondsSinceEpoch);
+    std::tm utc{};
+    if (secondsSinceEpoch > endOfYear9999 || gmtime_r(&time, &utc) == nullptr) {
+        return std::to_string(secondsSinceEpoch);
+    }
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &utc);
+    return text.data();
+}
+
+std::string timeSpanText(const TimeSpan& span) {
+    constexpr std::size_t date = std::string_view("2024-05-01 ").size();
+    const auto first = timeText(span.first);
+    const auto last = timeText(span.last);
+    const bool sameDay = first.size() > date && first.compare(0, date, last, 0, date) == 0;
+    return first + " to " + (sameDay ? last.substr(date) : last);
+}
+
+std::string recordText(std::string_view record) {
+    constexpr std::size_t shownBytes = 8;
+    auto text = std::to_string(record.size()) + " bytes";
+    text += record.empty() ? "" : " ";
+    for (const char byte : record.substr(0, shownBytes)) {
+        text += formatted("%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    }
+    return text;
+}
+
+std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
+                       std::size_t most) {
+    if (!series.records.empty()) {
+        return recordText(series.records.back());
+    }
+    std::string text;
+    const auto shown = std::min(most, series.numbers.size());
+    for (auto value = series.numbers.rbegin();
+         value != series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown); ++value) {
+        text += scale.text(*value) + ' ';
+    }
+    text += unit;
+    return text.empty() || text.back() != ' ' ? text : text.substr(0, text.size() - 1);
+}
+
+}  // namespace Qdxview
