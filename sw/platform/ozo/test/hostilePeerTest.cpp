@@ -275,11 +275,12 @@ protected:
         HostilePeer::TearDown();
     }
 
-    void exhaust() const {
+    void exhaust(int left = 0) const {
         const int lowestFree = ::dup(STDIN_FILENO);
         ::close(lowestFree);
-        const rlimit none{.rlim_cur = static_cast<rlim_t>(lowestFree), .rlim_max = before.rlim_max};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        const rlimit few{.rlim_cur = static_cast<rlim_t>(lowestFree + left),
+                         .rlim_max = before.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
     }
 
     void relieve() const { ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0); }
@@ -324,6 +325,24 @@ TEST_F(OutOfDescriptors, DropsAndCountsWhatNeedsANewConnection) {
     relieve();
     EXPECT_EQ(ozo_get_drops().queue_full, 1U);
     EXPECT_EQ(ozo_get_drops().receiver_gone, 0U);
+    EXPECT_EQ(receiveNow(), nullptr);
+}
+
+// The lock and a socket take two; the folder behind a long path would need a third. That nobody
+// could be asked is no proof of death.
+TEST_F(OutOfDescriptors, TakesNobodyForDead) {
+    unit.lengthenRoot(300);
+    create();
+    const MailboxThread other("Other");
+    exhaust(2);
+    EXPECT_NE(ozo_add_name(own, "Other"), 0);
+    EXPECT_EQ(errno, EMFILE);
+    exhaust(1);
+    sendText(other.id(), 1, "");
+    EXPECT_EQ(ozo_get_drops().queue_full, 1U);
+    EXPECT_NE(ozo_monitor(other.id(), 2), 0);
+    relieve();
+    EXPECT_EQ(ozo_locate("Other"), other.id());
     EXPECT_EQ(receiveNow(), nullptr);
 }
 
