@@ -47,6 +47,8 @@ private:
         std::string characters;
     };
 
+    // The path of the open elements where the format may name it, else empty.
+    std::string pathInFormat() const;
     void startObject(const std::map<std::string, std::string>& attributes);
     void finishObject();
     void actOnEnd(const std::string& path, const Node& node);

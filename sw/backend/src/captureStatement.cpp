@@ -42,6 +42,8 @@ std::optional<Clause> findClause(const std::string& text, const char* pattern) {
 template <typename T>
 std::vector<T> split(const std::string& text) {
     std::istringstream in(text);
+    // A heap that runs out must not pass for the end of the text.
+    in.exceptions(std::ios::badbit);
     std::vector<T> words;
     for (T word; in >> word;)
         words.push_back(word);

@@ -11,6 +11,9 @@ namespace Qdx::Backend {
 
 namespace {
 
+// The format has no element that counts below /infoObjectList/objects/object/tags and its like.
+constexpr std::size_t deepestLevel = 4;
+
 // Objects stand under either of two elements; nothing else tells them apart.
 bool isObject(const std::string& path) {
     return path == "/infoObjectList/objects/object" ||
@@ -46,7 +49,7 @@ void ParserContext::startElement(const std::string& name,
         return;
     }
     hierarchy.push_back({name, attributes, ""});
-    const auto path = getHierarchy();
+    const auto path = pathInFormat();
     if (isObject(path)) {
         startObject(attributes);
     } else if (path == "/infoObjectList/objects/include") {
@@ -62,7 +65,7 @@ void ParserContext::endElement(const std::string& name) {
         errWarn.emplace_back("Error: End element did not match begin element");
         return;
     }
-    actOnEnd(getHierarchy(), hierarchy.back());
+    actOnEnd(pathInFormat(), hierarchy.back());
     hierarchy.pop_back();
 }
 
@@ -90,6 +93,12 @@ std::string ParserContext::getHierarchy() const {
         path += "/" + node.name;
     }
     return path;
+}
+
+// Deeper elements cost no path each, so that a file of nothing but nested elements takes no longer
+// than its size deserves.
+std::string ParserContext::pathInFormat() const {
+    return hierarchy.size() <= deepestLevel ? getHierarchy() : "";
 }
 
 void ParserContext::startObject(const std::map<std::string, std::string>& attributes) {

@@ -22,7 +22,7 @@ protected:
         return status == 0 ? name : "(missing)";
     }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
 };
 
 TEST_F(ApplicationSupportTest, OpensTheDatabaseOfTheUnit) {

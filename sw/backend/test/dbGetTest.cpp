@@ -13,7 +13,7 @@ namespace {
 
 class DbGetTest : public testing::Test {
 protected:
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
 };
 
 TEST_F(DbGetTest, ReadsAByte) {
@@ -39,10 +39,10 @@ TEST_F(DbGetTest, FirstOfSeveralValuesCounts) {
 
 TEST_F(DbGetTest, AbsentKeyIsEmptyAndTracesNothing) {
     root.writeDatabase("[qdx]\n");
-    Test::TraceRecorder::instance().clear();
+    Qdx::Test::TraceRecorder::instance().clear();
     EXPECT_EQ(dbGet<unsigned char>("/qdx/enabled"), std::nullopt);
     EXPECT_EQ(dbGet<unsigned int>("/qdx/maxFilterLimit"), std::nullopt);
-    EXPECT_THAT(Test::TraceRecorder::instance().lines(), testing::IsEmpty());
+    EXPECT_THAT(Qdx::Test::TraceRecorder::instance().lines(), testing::IsEmpty());
 }
 
 TEST_F(DbGetTest, ValueOfAnotherTypeOrRangeCountsAsAbsent) {

@@ -12,7 +12,7 @@ namespace Qdx::Backend {
 
 namespace {
 
-using Test::TraceRecorder;
+using Qdx::Test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Level = Trace::Level;

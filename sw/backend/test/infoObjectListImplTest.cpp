@@ -15,7 +15,7 @@ namespace Qdx::Backend {
 
 namespace {
 
-using Test::TraceRecorder;
+using Qdx::Test::TraceRecorder;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -55,7 +55,7 @@ protected:
 
     std::vector<std::string> errors() const { return trace.texts(Level::Error); }
 
-    Test::UnitRoot root;
+    Qdx::Test::UnitRoot root;
     TraceRecorder& trace = TraceRecorder::instance();
 };
 
@@ -283,7 +283,7 @@ TEST_F(InfoObjectListImplTest, NothingAfterAnExceptionIsReported) {
 // result of 0 is success.
 
 int triesAgainAfterExceptions() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeCatalogue(list("<object/>"));
     for (int i = 0; i < 2; ++i) {
         try {
@@ -298,7 +298,7 @@ int triesAgainAfterExceptions() {
 }
 
 int neverReloads() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeCatalogue(list(object("a", "1")));
     const auto& first = InfoObjectListIf::getInstance();
     root.writeCatalogue(list(object("b", "2")));
@@ -308,7 +308,7 @@ int neverReloads() {
 }
 
 int existsEmpty() {
-    const Test::UnitRoot root;
+    const Qdx::Test::UnitRoot root;
     root.writeDatabase("[qdx]\n");
     const auto* instance =
         dynamic_cast<const InfoObjectListImpl*>(&InfoObjectListIf::getInstance());

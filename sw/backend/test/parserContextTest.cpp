@@ -17,7 +17,7 @@ using Attributes = std::map<std::string, std::string>;
 // Feeds events as a parser would: open(...), text(...), close(...), or a whole element without
 // text.
 class ParserContextTest : public testing::Test {
-protected:
+public:
     ParserContextTest& open(const std::string& name, const Attributes& attributes = {}) {
         context.startElement(name, attributes);
         return *this;
@@ -149,8 +149,9 @@ TEST_F(ParserContextTest, FirstDefinitionOfANameWins) {
     EXPECT_THAT(context.getErrWarn(), IsEmpty());
 }
 
-class ParserContextIdTest : public ParserContextTest,
-                            public testing::WithParamInterface<std::pair<const char*, unsigned>> {};
+using IdText = std::pair<std::string, unsigned>;
+
+class ParserContextIdTest : public ParserContextTest, public testing::WithParamInterface<IdText> {};
 
 TEST_P(ParserContextIdTest, IsReadLikeFromAStream) {
     openObject("a", GetParam().first).closeObject();
@@ -159,11 +160,10 @@ TEST_P(ParserContextIdTest, IsReadLikeFromAStream) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, ParserContextIdTest,
-                         testing::Values(std::pair("0", 0U), std::pair("4294967295", 4294967295U),
-                                         std::pair("  12", 12U), std::pair("12abc", 12U),
-                                         std::pair("abc", 0U), std::pair("", 0U),
-                                         std::pair("0x10", 0U),
-                                         std::pair("4294967296", 4294967295U)));
+                         testing::Values(IdText("0", 0U), IdText("4294967295", 4294967295U),
+                                         IdText("  12", 12U), IdText("12abc", 12U),
+                                         IdText("abc", 0U), IdText("", 0U), IdText("0x10", 0U),
+                                         IdText("4294967296", 4294967295U)));
 
 TEST_F(ParserContextTest, MissingAttributeOfAnObjectThrows) {
     for (const std::string missing : {"id", "name", "type"}) {
@@ -194,11 +194,13 @@ TEST_F(ParserContextTest, TypeOfAnObjectIsReadAfterItsIdAndName) {
     EXPECT_THROW(open("object", {{"id", "1"}, {"type", "nonsense"}}), std::out_of_range);
 }
 
-TEST_F(ParserContextTest, MissingAttributesOfOtherElementsThrow) {
-    openObject("a");
-    open("unit", {{"type", "V"}});
+TEST_F(ParserContextTest, MissingResolutionOfAUnitThrows) {
+    openObject("a").open("unit", {{"type", "V"}});
     EXPECT_THAT([&] { close("unit"); }, testing::ThrowsMessage<std::out_of_range>("map::at"));
-    open("unit", {{"res", "V"}});
+}
+
+TEST_F(ParserContextTest, MissingTypeOfAUnitThrows) {
+    openObject("a").open("unit", {{"res", "1"}});
     EXPECT_THROW(close("unit"), std::out_of_range);
 }
 

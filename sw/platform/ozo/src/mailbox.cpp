@@ -65,24 +65,33 @@ int Mailbox::open(const std::string& name) {
         return error;
     if (const int error = watch(EPOLL_CTL_ADD, wakeUp.descriptor(), EPOLLIN, wakeUpEvent))
         return error;
-    Descriptor socket(::socket(AF_UNIX, socketType, 0));
-    if (!socket.isOpen())
+    listener = Descriptor(::socket(AF_UNIX, socketType, 0));
+    if (!listener.isOpen())
         return errno;
-    if (const int error = watch(EPOLL_CTL_ADD, socket.get(), EPOLLIN, listenerEvent))
+    if (const int error = watch(EPOLL_CTL_ADD, listener.get(), EPOLLIN, listenerEvent))
         return error;
-    if (const int error = directory.publish(socket.get(), name, ownId))
-        return error;
-    listener = std::move(socket);
-    return 0;
+    return directory.publish(listener.get(), name, ownId);
 }
 
 Mailbox::~Mailbox() {
     if (!isOwn())
         return;
-    directory.remove(ownId, names);
+    removeFiles();
     listener.close();
     wakeUp.close();
     sendRemains();
+}
+
+void Mailbox::removeFiles() {
+    if (ownId == OZO_NO_MAILBOX)
+        return;
+    try {
+        directory.remove(ownId, names);
+    } catch (const std::bad_alloc&) {
+        // What stays is known as dead as soon as the socket is closed, and gives way to the next
+        // owner of the name.
+        return;
+    }
 }
 
 int Mailbox::addName(const std::string& name) {

@@ -62,6 +62,7 @@ private:
 
     explicit Mailbox(RunDirectory runDirectory);
     int open(const std::string& name);
+    void removeFiles();
 
     int watch(int operation, int descriptor, std::uint32_t eventMask, Serial serial);
     bool waitForEvents(const Deadline& deadline);

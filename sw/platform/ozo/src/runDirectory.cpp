@@ -94,8 +94,6 @@ int RunDirectory::publish(int socket, const std::string& name, std::uint32_t& id
         error = claimName(name, id);
     if (error == 0)
         error = link(std::string(toName) + name, idLink(id));
-    if (error != 0)
-        remove(id, std::span(&name, 1));
     return error;
 }
 
@@ -152,15 +150,18 @@ int RunDirectory::bindFreeId(int socket, std::uint32_t& id) const {
     // The file gets the socket's mode, less the umask: closed to others from its first moment.
     if (::fchmod(socket, socketMode) != 0)
         return errno;
-    int error = EADDRINUSE;
-    while (error == EADDRINUSE) {
-        do {
-            if (::getrandom(&id, sizeof id, 0) != sizeof id)
-                return errno;
-        } while (!isMailboxId(id));
-        error = SocketAddress(mboxFolder(), std::to_string(id)).bind(socket);
+    while (true) {
+        std::uint32_t candidate = 0;
+        if (::getrandom(&candidate, sizeof candidate, 0) != sizeof candidate)
+            return errno;
+        if (!isMailboxId(candidate))
+            continue;
+        const int error = SocketAddress(mboxFolder(), std::to_string(candidate)).bind(socket);
+        if (error == 0)
+            id = candidate;
+        if (error != EADDRINUSE)
+            return error;
     }
-    return error;
 }
 
 // REQUIRES: the lock is held.

@@ -30,6 +30,7 @@ public:
     static RunDirectory current();
 
     // Gives the socket an id that no file has, and makes it listen under that id with the name.
+    // Once id is set there are files to remove, also if what follows fails or throws.
     int publish(int socket, const std::string& name, std::uint32_t& id) const;
     int addName(const std::string& name, std::uint32_t id) const;
     // Removes the files of a mailbox that still lives. Names that lead elsewhere by now stay.

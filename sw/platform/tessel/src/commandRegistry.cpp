@@ -10,7 +10,6 @@
 namespace Tessel {
 
 using CommandProtocol::statusSoftware;
-using CommandProtocol::statusUnavailable;
 using CommandProtocol::statusUnknownCommand;
 
 namespace {
@@ -76,8 +75,6 @@ void CommandRegistryImpl::run(std::vector<std::string> words,
                 reply = std::shared_ptr<CommandReply>(std::move(reply))] {
         if (loop->delivers()) {
             runCommand(*command, words, *reply);
-        } else {
-            reply->fail(words.front() + ": the process is stopping", statusUnavailable);
         }
     });
 }

@@ -22,7 +22,7 @@ CommandReply::CommandReply(std::shared_ptr<OutputQueue> queue) : queue_(std::mov
 
 CommandReply::~CommandReply() {
     if (!finished_) {
-        fail("the command's active object is gone", statusUnavailable);
+        fail("the command is not served any more", statusUnavailable);
     }
 }
 

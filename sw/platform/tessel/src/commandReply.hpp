@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -12,7 +13,7 @@ namespace Tessel {
 class OutputQueue;
 
 // Whatever becomes of the request, the client gets an exit status: a reply that goes without one
-// says that its active object is gone. Used by one thread at a time.
+// says that the command isn't served any more. Used by one thread at a time.
 class CommandReply {
 public:
     explicit CommandReply(std::shared_ptr<OutputQueue> queue);
@@ -44,7 +45,7 @@ protected:
 
 private:
     CommandReply& reply_;
-    std::array<char, 16 * 1024> buffer_{};
+    std::array<char, std::size_t{16} * 1024> buffer_{};
 };
 
 }  // namespace Tessel

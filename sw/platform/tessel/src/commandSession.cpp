@@ -158,13 +158,16 @@ void CommandSession::awaitHangUp() {
 }
 
 void CommandSession::send() {
+    if (queue_->overrun()) {
+        close();
+    }
     if (sending_ || !socket_.is_open()) {
         return;
     }
     batch_ = queue_->take();
     sent_ = 0;
     if (batch_.bytes.empty()) {
-        if (batch_.ended || batch_.overrun) {
+        if (batch_.ended) {
             close();
         }
         return;

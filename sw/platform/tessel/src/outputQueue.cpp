@@ -11,15 +11,14 @@ bool OutputQueue::append(std::string_view head, std::string_view body) {
     bool wake = false;
     {
         const std::lock_guard lock(mutex_);
-        if (closed_ || batch_.overrun) {
+        if (closed_ || overrun_) {
             return false;
         }
-        if (batch_.bytes.size() + head.size() + body.size() > limit_) {
-            batch_.overrun = true;
-        } else {
+        overrun_ = batch_.bytes.size() + head.size() + body.size() > limit_;
+        if (!overrun_) {
             batch_.bytes.append(head).append(body);
         }
-        wake = !std::exchange(woken_, true);
+        wake = !std::exchange(woken_, true) || overrun_;
     }
     if (wake) {
         wake_();
@@ -42,7 +41,12 @@ void OutputQueue::end() {
 OutputQueue::Batch OutputQueue::take() {
     const std::lock_guard lock(mutex_);
     woken_ = false;
-    return {std::exchange(batch_.bytes, {}), batch_.ended, batch_.overrun};
+    return {std::exchange(batch_.bytes, {}), batch_.ended};
+}
+
+bool OutputQueue::overrun() const {
+    const std::lock_guard lock(mutex_);
+    return overrun_;
 }
 
 void OutputQueue::close() {

@@ -15,8 +15,7 @@ class OutputQueue {
 public:
     struct Batch {
         std::string bytes;
-        bool ended = false;    // nothing comes after these bytes
-        bool overrun = false;  // the limit was reached and bytes are missing
+        bool ended = false;  // nothing comes after these bytes
     };
 
     // wake is called, on the writer's thread, when there is something to take after there was
@@ -29,15 +28,18 @@ public:
     void end();
 
     Batch take();
+    // Bytes are missing from here on: the reader is better cut off.
+    bool overrun() const;
     // The reader wants no more.
     void close();
 
 private:
     const std::size_t limit_;
     const std::function<void()> wake_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     Batch batch_;
     bool woken_ = false;
+    bool overrun_ = false;
     bool closed_ = false;
 };
 

@@ -55,8 +55,8 @@ private:
     const std::uint32_t mailbox;
     State state = State::Seeking;
     bool saidThatItWaits = false;
-    std::uint32_t collector;     // its mailbox, unless seeking
-    std::uint32_t requests = 0;  // the last one's procedure reference
+    std::uint32_t collector = OZO_NO_MAILBOX;  // its mailbox, unless seeking
+    std::uint32_t requests = 0;                // the last one's procedure reference
     Clock::time_point askedAt;
 };
 

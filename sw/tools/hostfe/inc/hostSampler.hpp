@@ -17,14 +17,14 @@ enum class SampleKind { Measurement, Counter };
 // An info object that can be reported.
 struct HostObject {
     std::string_view name;
-    SampleKind kind;
+    SampleKind kind = SampleKind::Measurement;
 };
 
 // One value to report.
 struct Sample {
     HostObject object;
     std::optional<int> device;  // which core, interface, disk or zone; empty for the whole machine
-    std::int64_t value;
+    std::int64_t value = 0;
 };
 
 // Turns snapshots into samples. A counter's sample is its increment since the snapshot before, a
@@ -39,11 +39,11 @@ public:
 
 private:
     struct Standing {
-        std::int64_t count;
+        std::int64_t count = 0;
         Clock::time_point time;
     };
     struct Increment {
-        std::int64_t count;
+        std::int64_t count = 0;
         Clock::duration time;
     };
 

@@ -38,7 +38,7 @@ std::uint32_t createMailbox() {
 }  // namespace
 
 CollectorLink::CollectorLink(Qdx::RadioMetaData hostMetaData)
-    : metaData(std::move(hostMetaData)), mailbox(createMailbox()), collector(OZO_NO_MAILBOX) {}
+    : metaData(std::move(hostMetaData)), mailbox(createMailbox()) {}
 
 CollectorLink::~CollectorLink() {
     ozo_delete_mailbox(mailbox);

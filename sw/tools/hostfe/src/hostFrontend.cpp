@@ -1,13 +1,13 @@
 #include "hostFrontend.hpp"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <iostream>
 #include <string>
 #include <system_error>

@@ -13,8 +13,8 @@ enum class How { Level, Rate, Count };
 template <typename Source>
 struct Row {
     std::string_view name;
-    How how;
-    std::optional<std::int64_t> (*read)(const Source&);
+    How how = How::Level;
+    std::optional<std::int64_t> (*read)(const Source&) = nullptr;
 };
 
 std::optional<std::int64_t> toValue(std::optional<std::uint64_t> number) {
@@ -222,7 +222,7 @@ void HostSampler::emitDevices(const Rows& rows, const ByDevice<Source>& devices)
 // In hundredths of a percent of the time that the kernel itself accounted for, so that a core never
 // works more than all the time.
 void HostSampler::emitLoad(const CpuTimes& times) {
-    constexpr std::int64_t whole = 100 * 100;
+    constexpr std::int64_t whole = 10'000;
     const auto busy = advance(cpuLoad, times.core, static_cast<std::int64_t>(times.busy()));
     const auto total = advance(cpuTime, times.core, static_cast<std::int64_t>(times.total()));
     if (busy && total && total->count > 0) {

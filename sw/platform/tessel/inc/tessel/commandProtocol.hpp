@@ -57,7 +57,7 @@ inline constexpr std::size_t maxLine = 4096;
 // The longest words payload that such a line can give: every byte of it an empty word's blank.
 inline constexpr std::size_t maxRequest = maxLine + 4 * (maxLine + 1);
 // The longest payload of an answering frame.
-inline constexpr std::size_t maxAnswer = 64 * 1024;
+inline constexpr std::size_t maxAnswer = std::size_t{64} * 1024;
 
 // Exit statuses of the service itself, as shells and sysexits.h have them.
 inline constexpr int statusUsage = 64;

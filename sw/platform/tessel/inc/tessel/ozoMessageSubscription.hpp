@@ -9,27 +9,28 @@
 
 namespace Tessel::OzoMessageSubscription::V1 {
 
-// Both operations work for the calling thread, which must be an active object's: its handlers run there, one message at a time.
-// A message without a handler is freed and counted.
+// Both operations work for the calling thread, which must be an active object's: its handlers run
+// there, one message at a time. A message without a handler is freed and counted.
 class OzoMessageSubscriptionIf {
 public:
     using Handler = std::function<void(const std::shared_ptr<ozo_msg>&)>;
 
     static OzoMessageSubscriptionIf& getInstance();
 
-    // Delivers the messages of the calling thread's mailbox, whose descriptor this is. 0 on success; nonzero on a thread without an
-    // active object, for a bad descriptor, or when the thread's mailbox is watched already.
+    // Delivers the messages of the calling thread's mailbox, whose descriptor this is. 0 on
+    // success; nonzero on a thread without an active object, for a bad descriptor, or when the
+    // thread's mailbox is watched already.
     virtual int addMailbox(int fd) = 0;
 
-    // Has the handler called for each message of that number. The message is freed with its last reference. 0 on success; nonzero
-    // on a thread without an active object, for an empty handler, or when the number has a handler on this thread already.
+    // Has the handler called for each message of that number. The message is freed with its last
+    // reference. 0 on success; nonzero on a thread without an active object, for an empty handler,
+    // or when the number has a handler on this thread already.
     virtual int addHandler(std::uint32_t messageNumber, Handler handler) = 0;
 
     // Messages that came to the calling thread without finding a handler.
     virtual std::uint64_t getUnhandled() const = 0;
 
-protected:
-    ~OzoMessageSubscriptionIf() = default;
+    virtual ~OzoMessageSubscriptionIf() = default;
 };
 
 }  // namespace Tessel::OzoMessageSubscription::V1

@@ -6,7 +6,8 @@
 
 namespace Tessel::Util {
 
-// Cuts text at each character of delimiters. Adjacent delimiters give empty tokens, and so does one at either end.
+// Cuts text at each character of delimiters. Adjacent delimiters give empty tokens, and so does one
+// at either end.
 std::vector<std::string> tokenize(const std::string& text, const std::string& delimiters);
 
 // What trim takes off by default.
@@ -21,7 +22,8 @@ public:
     // Padded with "=" to a multiple of four characters.
     static std::string encode(const std::vector<unsigned char>& bytes);
 
-    // Stops without a word at the first character outside the alphabet, "=" included; what was decoded so far is the result.
+    // Stops without a word at the first character outside the alphabet, "=" included; what was
+    // decoded so far is the result.
     static std::vector<unsigned char> decode(const std::string& text);
 };
 

@@ -1,0 +1,12 @@
+// Golden files: whole outputs kept under sw/backend/test/golden.
+#pragma once
+
+#include <string>
+
+namespace Qdx::Test {
+
+// Expects the text to be that of the golden file of this name, byte for byte. With RENEW_GOLDEN in
+// the environment it writes the file instead; scripts/renew-golden does so for all of them.
+void expectGolden(const std::string& fileName, const std::string& text);
+
+}  // namespace Qdx::Test

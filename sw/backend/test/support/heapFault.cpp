@@ -1,0 +1,66 @@
+#include "heapFault.hpp"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+// Allocations that this thread may still make before one fails; 0 when the next fails.
+thread_local std::size_t untilFailure = 0;
+thread_local bool armed = false;
+thread_local bool failed = false;
+
+void* allocate(std::size_t size) {
+    if (armed && !failed && untilFailure-- == 0) {
+        failed = true;
+        throw std::bad_alloc();
+    }
+    void* block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return block;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+
+void operator delete[](void* block) noexcept {
+    std::free(block);
+}
+
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+    std::free(block);
+}
+
+void operator delete[](void* block, std::size_t /*size*/) noexcept {
+    std::free(block);
+}
+
+namespace Qdx::Test {
+
+HeapFault::HeapFault(std::size_t failing) {
+    untilFailure = failing;
+    failed = false;
+    armed = true;
+}
+
+HeapFault::~HeapFault() {
+    armed = false;
+}
+
+bool HeapFault::hasFailed() const {
+    return failed;
+}
+
+}  // namespace Qdx::Test

@@ -1,0 +1,250 @@
+// hostfe as a process, over real mailboxes, against a collector that the test plays.
+#include "hostfeProcess.hpp"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+#include "fakeCollector.hpp"
+#include "fakeHost.hpp"
+#include "infoObjectContextImpl.hpp"
+#include "wireFormat.hpp"
+
+namespace HostFe {
+namespace {
+
+using Qdx::V1::beConnectionCfm;
+using Qdx::V1::beConnectionReq;
+using Qdx::V1::collectorMailbox;
+using ::testing::ElementsAre;
+using ::testing::FieldsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+class HostfeProcessTest : public ::testing::Test {
+public:
+    HostfeProcessTest() {
+        unit.folder("run");
+        ::setenv("UNIT_ROOT", unit.root().c_str(), 1);
+    }
+    ~HostfeProcessTest() override {
+        ::unsetenv("UNIT_ROOT");
+        ::unsetenv("OZO_MAX_SIZE");
+    }
+
+    FakeHost unit;
+};
+
+TEST_F(HostfeProcessTest, OffersItsRevisionThenSendsAllMetaDataThenBatches) {
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50"});
+    const auto request = collector.expect(beConnectionReq);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(ozo_size(request.get()), 20u);
+    EXPECT_EQ(FakeCollector::wordOf(request.get(), 12), 1u);
+    EXPECT_EQ(FakeCollector::wordOf(request.get(), 16), 1u);
+    FakeCollector::confirm(request.get());
+
+    const Qdx::RadioMetaData metaData = collector.expectMetaData();
+    EXPECT_TRUE(metaData.has_swproductnumber() && metaData.has_swproductrevision() &&
+                metaData.has_hwproductnumber() && metaData.has_hwproductrevision() &&
+                metaData.has_hwserialnumber() && metaData.has_hwname());
+
+    const Batch first = collector.expectBatch();
+    EXPECT_THAT(first.measurements, Not(IsEmpty()));
+    EXPECT_THAT(first.counters, IsEmpty());
+    EXPECT_THAT(collector.expectBatch().counters, Not(IsEmpty()));
+}
+
+TEST_F(HostfeProcessTest, SendsWhatTheMachineTells) {
+    FakeHost machine;
+    machine.file("proc/stat", "cpu0 100 0 0 100\nctxt 50\n")
+        .file("proc/loadavg", "0.05 1.20 3.00 1/2 3\n");
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    collector.connect();
+    EXPECT_THAT(collector.expectBatch().measurements,
+                ElementsAre(FieldsAre("host:load:oneMinute", "", 5),
+                            FieldsAre("host:load:fiveMinutes", "", 120),
+                            FieldsAre("host:load:fifteenMinutes", "", 300)));
+    EXPECT_THAT(collector.expectBatch().counters,
+                ElementsAre(FieldsAre("host:cpu:busy", "deviceId=0", 0),
+                            FieldsAre("host:cpu:user", "deviceId=0", 0),
+                            FieldsAre("host:cpu:nice", "deviceId=0", 0),
+                            FieldsAre("host:cpu:system", "deviceId=0", 0),
+                            FieldsAre("host:cpu:idle", "deviceId=0", 0),
+                            FieldsAre("host:cpu:iowait", "deviceId=0", 0),
+                            FieldsAre("host:cpu:irq", "deviceId=0", 0),
+                            FieldsAre("host:cpu:softirq", "deviceId=0", 0),
+                            FieldsAre("host:cpu:steal", "deviceId=0", 0),
+                            FieldsAre("host:cpu:contextSwitches", "", 0)));
+}
+
+TEST_F(HostfeProcessTest, EveryContextCanBeDecoded) {
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50"});
+    collector.connect();
+    collector.expectBatch();
+    const Batch batch = collector.expectBatch();
+    for (const auto* section : {&batch.measurements, &batch.counters}) {
+        for (const Item& item : *section) {
+            EXPECT_TRUE(item.context.empty() ||
+                        Qdx::V1::InfoObjectContextImpl::cache(item.context) != nullptr)
+                << item.name << ' ' << item.context;
+        }
+    }
+}
+
+TEST_F(HostfeProcessTest, SendsSeveralMessagesWhenOneDoesNotHoldAll) {
+    ::setenv("OZO_MAX_SIZE", "1024", 1);
+    FakeHost machine;
+    std::string stat;
+    for (int core = 0; core < 16; ++core) {
+        stat += "cpu" + std::to_string(core) + " 1 2 3 4 5 6 7 8\n";
+    }
+    machine.file("proc/stat", stat);
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    collector.connect();
+    std::size_t counters = 0;
+    while (counters < 16 * 9) {
+        const auto batch = collector.expectBatch();
+        ASSERT_THAT(batch.counters, Not(IsEmpty()));
+        EXPECT_LT(batch.counters.size(), 30u);
+        counters += batch.counters.size();
+    }
+    EXPECT_EQ(counters, 16u * 9);
+}
+
+TEST_F(HostfeProcessTest, WaitsForACollectorThatIsNotThereYet) {
+    HostfeProcess hostfe({"--rate", "50"});
+    ASSERT_TRUE(hostfe.says("hostfe: waiting for the collector\n"));
+    FakeCollector collector(collectorMailbox);
+    collector.connect();
+    EXPECT_THAT(collector.expectBatch().measurements, Not(IsEmpty()));
+}
+
+TEST_F(HostfeProcessTest, AsksAgainWhenNoAnswerComes) {
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50"});
+    const auto first = collector.expect(beConnectionReq);
+    const auto second = collector.expect(beConnectionReq);
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(FakeCollector::procedureOf(first.get()), FakeCollector::procedureOf(second.get()));
+    FakeCollector::confirm(second.get());
+    EXPECT_EQ(collector.expectMetaData().hwname().empty(), false);
+}
+
+TEST_F(HostfeProcessTest, AnswerToAnotherRequestDoesNotConnect) {
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50"});
+    const auto request = collector.expect(beConnectionReq);
+    ASSERT_TRUE(request);
+    FakeCollector::reply(ozo_sender(request.get()), beConnectionCfm,
+                         FakeCollector::procedureOf(request.get()) + 1);
+    EXPECT_TRUE(collector.expect(beConnectionReq));
+}
+
+TEST_F(HostfeProcessTest, AnswerOfAnotherMailboxDoesNotConnect) {
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50"});
+    const auto request = collector.expect(beConnectionReq);
+    ASSERT_TRUE(request);
+    std::thread([&request] {
+        const FakeCollector impostor("Impostor");
+        FakeCollector::confirm(request.get());
+    }).join();
+    EXPECT_TRUE(collector.expect(beConnectionReq));
+}
+
+TEST_F(HostfeProcessTest, ConnectsAgainWhenTheCollectorRestarts) {
+    HostfeProcess hostfe({"--rate", "50"});
+    for (int round = 0; round < 3; ++round) {
+        FakeCollector collector(collectorMailbox);
+        collector.connect();
+        EXPECT_THAT(collector.expectBatch().counters, IsEmpty()) << round;
+        EXPECT_THAT(collector.expectBatch().counters, Not(IsEmpty())) << round;
+    }
+    ASSERT_TRUE(hostfe.says("the collector is gone\nhostfe: waiting for the collector\n"));
+    hostfe.signal(SIGTERM);
+    EXPECT_EQ(hostfe.exitStatus(), 0);
+}
+
+TEST_F(HostfeProcessTest, WaitsForAnotherCollectorWhenOneRejectsIt) {
+    HostfeProcess hostfe({"--rate", "50"});
+    {
+        FakeCollector collector(collectorMailbox);
+        const auto request = collector.expect(beConnectionReq);
+        ASSERT_TRUE(request);
+        FakeCollector::reject(request.get());
+        ASSERT_TRUE(hostfe.says("the collector doesn't know revision 1 of the protocol"));
+    }
+    FakeCollector next(collectorMailbox);
+    next.connect();
+    EXPECT_THAT(next.expectBatch().measurements, Not(IsEmpty()));
+}
+
+TEST_F(HostfeProcessTest, SigtermAndSigintEndItCleanly) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        HostfeProcess hostfe({"--rate", "50"});
+        ASSERT_TRUE(hostfe.says("waiting"));
+        hostfe.signal(number);
+        EXPECT_EQ(hostfe.exitStatus(), 0);
+        EXPECT_THAT(hostfe.output(), HasSubstr("hostfe: sent 0 batches"));
+        EXPECT_EQ(ozo_locate("HostFrontend"), OZO_NO_MAILBOX);
+    }
+}
+
+TEST_F(HostfeProcessTest, EndsAfterItsDuration) {
+    HostfeProcess hostfe({"--rate", "50", "--duration", "0.1"});
+    EXPECT_EQ(hostfe.exitStatus(), 0);
+}
+
+TEST_F(HostfeProcessTest, SecondOneOnAUnitIsRefused) {
+    HostfeProcess first({"--rate", "50"});
+    ASSERT_TRUE(first.says("waiting"));
+    HostfeProcess second({"--rate", "50"});
+    EXPECT_EQ(second.exitStatus(), 1);
+    EXPECT_EQ(second.output(),
+              "hostfe: cannot create the mailbox HostFrontend: another hostfe runs on this unit\n");
+}
+
+TEST_F(HostfeProcessTest, UnitWithoutARunDirectoryIsRefused) {
+    ::setenv("UNIT_ROOT", (unit.root() / "nowhere").c_str(), 1);
+    HostfeProcess hostfe({});
+    EXPECT_EQ(hostfe.exitStatus(), 1);
+    EXPECT_EQ(hostfe.output(),
+              "hostfe: cannot create the mailbox HostFrontend: No such file or directory; is "
+              "$UNIT_ROOT/run there, and may it be written?\n");
+}
+
+TEST_F(HostfeProcessTest, RefusesRatesOutOfRange) {
+    for (const auto* rate : {"0", "-1", "1001", "nan", "fast", ""}) {
+        HostfeProcess hostfe({"--rate", rate});
+        EXPECT_NE(hostfe.exitStatus(), 0) << rate;
+        EXPECT_THAT(hostfe.output(),
+                    HasSubstr(std::string("--rate: ") + rate + " is not a number from 0.1 to 1000"))
+            << rate;
+    }
+}
+
+TEST_F(HostfeProcessTest, RefusesAHostRootThatIsNotThere) {
+    HostfeProcess hostfe({"--host-root", unit.root() / "nowhere"});
+    EXPECT_NE(hostfe.exitStatus(), 0);
+    EXPECT_THAT(hostfe.output(), HasSubstr("--host-root: Directory does not exist"));
+}
+
+TEST_F(HostfeProcessTest, TellsItsVersionAndHelp) {
+    HostfeProcess version({"--version"});
+    EXPECT_EQ(version.exitStatus(), 0);
+    EXPECT_THAT(version.output(), ::testing::MatchesRegex("hostfe [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    HostfeProcess help({"--help"});
+    EXPECT_EQ(help.exitStatus(), 0);
+    EXPECT_THAT(help.output(), HasSubstr("--rate"));
+}
+
+}  // namespace
+}  // namespace HostFe
