@@ -170,7 +170,7 @@ TEST(PullText, SurvivesDamageAnywhere) {
     collection->set_id(1402);
     collection->mutable_context()->set_device_id(3);
     for (int value = 0; value < 50; ++value) {
-        collection->add_values(value * value);
+        collection->add_values(std::int64_t{value} * value);
         collection->add_timestamps(1'700'000'000);
     }
     const auto bytes = message.SerializeAsString();
