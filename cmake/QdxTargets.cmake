@@ -52,3 +52,20 @@ function(qdx_add_tests name)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
         PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()
+
+# qdx_add_bats_tests(file PROGRAMS NAME=path... [LABELS ...] [TIMEOUT s]): a bats file as one test, which finds the
+# programs under these names in its environment.
+function(qdx_add_bats_tests file)
+    if(NOT QDX_BUILD_TESTS)
+        return()
+    endif()
+    cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;LABELS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    find_program(BATS bats REQUIRED)
+    get_filename_component(name ${file} NAME_WE)
+    add_test(NAME ${name} COMMAND ${BATS} ${CMAKE_CURRENT_SOURCE_DIR}/${file})
+    set_tests_properties(${name} PROPERTIES
+        ENVIRONMENT "${arg_PROGRAMS}" TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()
