@@ -3,6 +3,7 @@
 #include <sysexits.h>
 
 #include <CLI/CLI.hpp>
+#include <iostream>
 
 #include "participantLibrary.hpp"
 
@@ -16,6 +17,15 @@ constexpr const char* environment =
     "(opt/zelvasw/srv/database/qdx/swdb.cfg),\n"
     "              the mailboxes (run/ozo) and the command socket (run/tessel/command.sock)\n"
     "  OZO_MAX_SIZE   largest message in bytes, 1024 to 131072";
+
+// Asking for help or version ends the parsing too.
+int report(const CLI::App& app, const CLI::ParseError& end) {
+    if (end.get_exit_code() == 0) {
+        return app.exit(end);
+    }
+    std::cerr << "qdxd: " << end.what() << "; see qdxd --help\n";
+    return EX_USAGE;
+}
 
 }  // namespace
 
@@ -31,7 +41,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
-        exitStatus = app.exit(end) == 0 ? EX_OK : EX_USAGE;
+        exitStatus = report(app, end);
         return std::nullopt;
     }
     if (options.libraries.empty()) {

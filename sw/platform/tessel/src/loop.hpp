@@ -43,7 +43,9 @@ public:
     MailboxMonitors& monitors() { return monitors_; }
 
 private:
-    asio::io_context io_{1};
+    // Not told that one thread alone runs it: posts of that thread would then be overtaken by those
+    // of others.
+    asio::io_context io_;
     asio::executor_work_guard<asio::io_context::executor_type> work_;
     bool delivers_ = true;
     MessageWatch messages_;

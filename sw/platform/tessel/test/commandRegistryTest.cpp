@@ -9,6 +9,7 @@
 #include "support/typing.hpp"
 #include "support/unitRoot.hpp"
 #include "tessel/commandServer.hpp"
+#include "tessel/host.hpp"
 
 namespace {
 
@@ -18,10 +19,15 @@ using testing::Each;
 
 class CommandRegistryTest : public testing::Test {
 protected:
-    CommandRegistryTest() { server.serve(); }
+    CommandRegistryTest() { server->serve(); }
+
+    void TearDown() override {
+        server.reset();
+        EXPECT_TRUE(Tessel::Host::V1::Host().finish(deadline));
+    }
 
     const UnitRoot unit;
-    CommandServer server{nullptr};
+    std::unique_ptr<CommandServer> server = std::make_unique<CommandServer>(nullptr);
 };
 
 // Registers on an active object.

@@ -12,6 +12,7 @@
 #include "support/typing.hpp"
 #include "support/unitRoot.hpp"
 #include "tessel/commandProtocol.hpp"
+#include "tessel/host.hpp"
 
 namespace {
 
@@ -61,6 +62,12 @@ protected:
             written.happen();
             return 0;
         });
+    }
+
+    // Commands use what stands here.
+    void TearDown() override {
+        server.reset();
+        EXPECT_TRUE(Tessel::Host::V1::Host().finish(deadline));
     }
 
     CommandServerError::Reason refusal(std::string& text) {

@@ -195,16 +195,22 @@ TEST_F(OzoMailboxMonitorTest, LetsACallbackAskForTheSameMailboxAgain) {
     EXPECT_THAT(gone.await(2), ElementsAre(peer.id, peer.id));
 }
 
-TEST_F(OzoMailboxMonitorTest, TellsAfterTheLastMessagesOfTheOneThatIsGone) {
+TEST_F(OzoMailboxMonitorTest, TellsAfterTheLastMessagesOfASenderThatIsGone) {
     Receiver receiver;
-    receiver.collect(message, gone);
+    receiver.handle(message, [this](const std::shared_ptr<ozo_msg>& received) {
+        gone.add(valueOf(*received));
+        if (valueOf(*received) == 1) {
+            monitor().monitorMailbox(ozo_sender(received.get()), note());
+        }
+    });
     Peer peer("Peer");
-    ask(receiver, peer.id);
-    for (std::uint32_t i = 1; i <= 3; ++i) {
+    peer.send(receiver.id, message, 1);
+    gone.await(1);
+    for (std::uint32_t i = 2; i <= 4; ++i) {
         peer.send(receiver.id, message, i);
     }
     peer.remove();
-    EXPECT_THAT(gone.await(4), ElementsAre(1, 2, 3, peer.id));
+    EXPECT_THAT(gone.await(5), ElementsAre(1, 2, 3, 4, peer.id));
 }
 
 TEST_F(OzoMailboxMonitorTest, RefusesAnEmptyCallback) {

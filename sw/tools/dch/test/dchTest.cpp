@@ -1,0 +1,143 @@
+// The client as a process, against a daemon that is one.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "support/daemon.hpp"
+#include "tessel/commandProtocol.hpp"
+
+namespace {
+
+using namespace TestSupport;
+using Tessel::CommandProtocol::socketPath;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class DchTest : public testing::Test {
+protected:
+    const UnitRoot unit;
+};
+
+TEST_F(DchTest, PrintsWhatTheCommandSays) {
+    const Daemon daemon;
+    Process dch({DCH, "echo", "a b", ""});
+    EXPECT_EQ(dch.awaitExit(), 0);
+    EXPECT_EQ(dch.output(), "dch|echo|a b||\n");
+    EXPECT_EQ(dch.error(), "");
+}
+
+TEST_F(DchTest, ExitsWithTheStatusOfTheCommand) {
+    const Daemon daemon;
+    EXPECT_EQ(Process({DCH, "exit", "2"}).awaitExit(), 2);
+    EXPECT_EQ(Process({DCH, "exit", "255"}).awaitExit(), 255);
+}
+
+TEST_F(DchTest, ExitsWithTheHighestStatusForOneThatAShellCannotSee) {
+    const Daemon daemon;
+    EXPECT_EQ(Process({DCH, "exit", "256"}).awaitExit(), 255);
+    EXPECT_EQ(Process({DCH, "exit", "-1"}).awaitExit(), 255);
+}
+
+TEST_F(DchTest, TypesTheNameThatItIsCalledBy) {
+    const Daemon daemon;
+    Process rodc({RODC, "list"});
+    EXPECT_EQ(rodc.awaitExit(), 127);
+    EXPECT_EQ(rodc.error(), "rodc: no such command\n");
+}
+
+TEST_F(DchTest, PrintsOutputWhileTheCommandRuns) {
+    const Daemon daemon;
+    const HoldingPipe pipe(unit);
+    Process dch({DCH, "hold", pipe.path});
+    dch.awaitOutput("holding\n");
+    pipe.let("released");
+    EXPECT_EQ(dch.awaitExit(), 0);
+    EXPECT_EQ(dch.output(), "holding\nreleased\n");
+}
+
+TEST_F(DchTest, PrintsFiftyMegabytesWhole) {
+    const Daemon daemon;
+    Process dch({DCH, "bytes", "50000000"});
+    EXPECT_EQ(dch.awaitExit(), 0);
+    EXPECT_TRUE(dch.output() == std::string(50000000, 'x'));
+}
+
+TEST_F(DchTest, SaysWhereItLookedForACollector) {
+    Process dch({DCH, "filter", "status"});
+    EXPECT_EQ(dch.awaitExit(), 69);
+    EXPECT_EQ(dch.error(),
+              "dch: no collector answers at " + socketPath() + ": No such file or directory\n");
+    EXPECT_EQ(dch.output(), "");
+}
+
+TEST_F(DchTest, PrintsTheTableOfItsSubcommands) {
+    const Daemon daemon;
+    Process bare({DCH});
+    EXPECT_EQ(bare.awaitExit(), 0);
+    EXPECT_THAT(bare.output(), StartsWith("usage: dch SUBCOMMAND"));
+    EXPECT_THAT(bare.output(), HasSubstr("  dch echo <word>\n      Says the words back.\n"
+                                         "  dch exit <status>\n      Exits with the status.\n"));
+    Process help({DCH, "--help"});
+    EXPECT_EQ(help.awaitExit(), 0);
+    EXPECT_EQ(help.output(), bare.output());
+}
+
+TEST_F(DchTest, TellsItsUsageWithoutACollectorToo) {
+    Process help({DCH, "--help"});
+    EXPECT_EQ(help.awaitExit(), 69);
+    EXPECT_THAT(help.output(), StartsWith("usage: dch SUBCOMMAND"));
+    EXPECT_THAT(help.error(), HasSubstr(socketPath()));
+}
+
+TEST_F(DchTest, TellsItsVersionWithoutACollector) {
+    Process version({DCH, "--version"});
+    EXPECT_EQ(version.awaitExit(), 0);
+    EXPECT_THAT(version.output(), StartsWith("dch "));
+}
+
+TEST_F(DchTest, GivesWordsThatLookLikeOptionsToTheCommand) {
+    const Daemon daemon;
+    Process dch({DCH, "echo", "--help"});
+    EXPECT_EQ(dch.awaitExit(), 0);
+    EXPECT_EQ(dch.output(), "dch|echo|--help|\n");
+}
+
+TEST_F(DchTest, RefusesALineThatIsTooLong) {
+    const Daemon daemon;
+    Process dch({DCH, "echo", std::string(100000, 'x')});
+    EXPECT_EQ(dch.awaitExit(), 64);
+    EXPECT_EQ(dch.error(), "the command line is longer than 4096 characters\n");
+}
+
+TEST_F(DchTest, SaysThatTheCollectorWentInTheMiddle) {
+    Daemon daemon;
+    const HoldingPipe pipe(unit);
+    Process dch({DCH, "hold", pipe.path});
+    dch.awaitOutput("holding\n");
+    daemon.signal(SIGKILL);
+    EXPECT_EQ(dch.awaitExit(), 70);
+    EXPECT_THAT(dch.error(), StartsWith("dch: the answer ended before its time: "));
+    EXPECT_EQ(std::count(dch.error().begin(), dch.error().end(), '\n'), 1);
+}
+
+TEST_F(DchTest, EndsWhenNobodyReadsItsOutput) {
+    const Daemon daemon;
+    Process dch({DCH, "bytes", "50000000"});
+    dch.closeOutput();
+    EXPECT_EQ(dch.awaitExit(), 128 + SIGPIPE);
+    EXPECT_EQ(Process({DCH, "exit", "0"}).awaitExit(), 0);
+}
+
+TEST_F(DchTest, EndsOnCtrlCAndLeavesTheCollectorAtWork) {
+    const Daemon daemon;
+    const HoldingPipe pipe(unit);
+    Process dch({DCH, "hold", pipe.path});
+    dch.awaitOutput("holding\n");
+    dch.signal(SIGINT);
+    EXPECT_EQ(dch.awaitExit(), 128 + SIGINT);
+    pipe.let("released");
+    EXPECT_EQ(Process({DCH, "exit", "3"}).awaitExit(), 3);
+}
+
+}  // namespace
