@@ -1,8 +1,8 @@
 #!/usr/bin/env bats
 # The demonstration, whole and when something goes wrong. $BUILD is the build directory whose programs run.
 
+load support/await
 demo=$BATS_TEST_DIRNAME/../scripts/demo
-patience=20 # seconds
 
 # A build directory of the test's own, so that unit roots of other runs aren't met; the programs are those of $BUILD.
 setup() {
@@ -27,14 +27,6 @@ started() { sed -nE 's/^qdxd is process ([0-9]+), hostfe is process ([0-9]+),.*/
 
 qdxd_process() { started | cut -d ' ' -f 1; }
 hostfe_process() { started | cut -d ' ' -f 2; }
-
-await() {
-    local deadline=$((SECONDS + patience))
-    until "$@"; do
-        [ $SECONDS -lt $deadline ] || return 1
-        read -rt 0.05 <> <(:) || true
-    done
-}
 
 are_gone() {
     local process
