@@ -34,7 +34,7 @@ public:
 
 private:
     Samples<Qdx::V1::MeasurementData> results;
-    std::uint32_t count;
+    std::uint32_t count = 1;
     Qdx::V1::MeasurementData value;
 };
 
@@ -58,7 +58,7 @@ public:
 
 private:
     Samples<Qdx::V1::MeasurementData> results;
-    std::uint32_t count;
+    std::uint32_t count = 1;
     Qdx::V1::MeasurementData value;
 };
 
@@ -82,7 +82,7 @@ public:
 
 private:
     Samples<Qdx::V1::MeasurementData> results;
-    std::uint32_t count;
+    std::uint32_t count = 1;
     // The sum of the open window.
     Qdx::V1::MeasurementData value;
 };
@@ -107,7 +107,7 @@ public:
 
 private:
     Samples<Qdx::V1::CounterData> results;
-    std::uint32_t count;
+    std::uint32_t count = 1;
     Qdx::V1::CounterData value;
 };
 

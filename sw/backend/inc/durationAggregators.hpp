@@ -102,7 +102,7 @@ private:
     time_point lastChange;
     Qdx::V1::MeasurementData lastValue;
     // Value times seconds of the open window up to lastChange.
-    std::int64_t accumulated;
+    std::int64_t accumulated = 0;
 };
 
 // The sum of each window. A window without samples has no result.
@@ -130,7 +130,7 @@ private:
     time_point windowStart;
     Qdx::V1::CounterData sum;
     // Whether the open window has had a sample.
-    bool hasData;
+    bool hasData = true;
 };
 
 }  // namespace Qdx::Backend

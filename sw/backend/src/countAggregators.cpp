@@ -13,7 +13,7 @@ CountMinAggregator::CountMinAggregator(const AggregatorParamsVariant& params, ti
                                        const Qdx::V1::MeasurementData& sample,
                                        const std::pmr::polymorphic_allocator<>& content,
                                        const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), count(1), value(sample) {
+    : results(content), value(sample) {
     if (std::get<CountNonList>(params).samplesPerWindow == 1) {
         results.emplace_back(now, value);
         count = 0;
@@ -51,7 +51,7 @@ CountMaxAggregator::CountMaxAggregator(const AggregatorParamsVariant& params, ti
                                        const Qdx::V1::MeasurementData& sample,
                                        const std::pmr::polymorphic_allocator<>& content,
                                        const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), count(1), value(sample) {
+    : results(content), value(sample) {
     if (std::get<CountNonList>(params).samplesPerWindow == 1) {
         results.emplace_back(now, value);
         count = 0;
@@ -90,7 +90,7 @@ CountAverageAggregator::CountAverageAggregator(const AggregatorParamsVariant& pa
                                                const Qdx::V1::MeasurementData& sample,
                                                const std::pmr::polymorphic_allocator<>& content,
                                                const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), count(1), value(sample) {
+    : results(content), value(sample) {
     if (std::get<CountNonList>(params).samplesPerWindow == 1) {
         results.emplace_back(now, value);
         count = 0;
@@ -133,7 +133,7 @@ CountSumAggregator::CountSumAggregator(const AggregatorParamsVariant& params, ti
                                        const Qdx::V1::CounterData& sample,
                                        const std::pmr::polymorphic_allocator<>& content,
                                        const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), count(1), value(sample) {
+    : results(content), value(sample) {
     if (std::get<CountNonList>(params).samplesPerWindow == 1) {
         results.emplace_back(now, value);
         count = 0;

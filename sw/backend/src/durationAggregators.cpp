@@ -122,7 +122,7 @@ DurationAverageAggregator::DurationAverageAggregator(
     const AggregatorParamsVariant& /*params*/, time_point now,
     const Qdx::V1::MeasurementData& value, const std::pmr::polymorphic_allocator<>& content,
     const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), windowStart(now), lastChange(now), lastValue(value), accumulated(0) {}
+    : results(content), windowStart(now), lastChange(now), lastValue(value) {}
 
 int DurationAverageAggregator::getGpbAggrType() const {
     return 2;
@@ -165,7 +165,7 @@ DurationSumAggregator::DurationSumAggregator(const AggregatorParamsVariant& /*pa
                                              time_point now, const Qdx::V1::CounterData& value,
                                              const std::pmr::polymorphic_allocator<>& content,
                                              const std::pmr::polymorphic_allocator<>& /*main*/)
-    : results(content), windowStart(now), sum(value), hasData(true) {}
+    : results(content), windowStart(now), sum(value) {}
 
 int DurationSumAggregator::getGpbAggrType() const {
     return 3;

@@ -12,7 +12,6 @@ namespace {
 
 using std::chrono::nanoseconds;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using V1::CounterData;
 using V1::MeasurementData;
 

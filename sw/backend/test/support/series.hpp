@@ -30,9 +30,9 @@ inline Backend::RecordData record(std::string_view bytes) {
 template <typename Class, typename T>
 class Series {
 public:
-    Series(Backend::AggregatorParamsVariant parameters, Nanoseconds at, const T& first,
+    Series(const Backend::AggregatorParamsVariant& parameters, Nanoseconds at, const T& first,
            std::pmr::memory_resource* content = std::pmr::new_delete_resource())
-        : params(std::move(parameters)),
+        : params(parameters),
           aggregator(params, time(at), first, content, std::pmr::null_memory_resource()) {}
 
     void feed(Nanoseconds at, const T& value) { aggregator.feedValue(params, time(at), value); }

@@ -34,7 +34,7 @@ UnitRoot::~UnitRoot() {
 
 std::filesystem::path UnitRoot::write(const std::filesystem::path& relative,
                                       const std::string& content) const {
-    const auto file = directory / relative;
+    auto file = directory / relative;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << content;
     return file;

@@ -8,9 +8,34 @@
 #include <utility>
 #include <vector>
 
+namespace {
+
+// Thrown where toml++ meets a text that it holds for impossible, "[.a]" for one.
+struct UnforeseenText {};
+
+constexpr void requireForeseen(bool foreseen) {
+    if (!foreseen) {
+        throw UnforeseenText();
+    }
+}
+
+}  // namespace
+
+// toml++ asserts what it expects of the text instead of testing it, and without assertions goes on
+// undefined; so its assertions stay on in every build, and throw.
+#undef NDEBUG
+#define TOML_ASSERT(condition) requireForeseen(static_cast<bool>(condition))
 #define TOML_EXCEPTIONS 0
 #define TOML_HEADER_ONLY 1
 #define TOML_ENABLE_FORMATTERS 0
+// Its search for blanks beyond ASCII ends in a place that it holds for unreachable, though every
+// other letter leads there: such a letter is no blank.
+#include <toml++/impl/forward_declarations.h>
+#pragma push_macro("TOML_UNREACHABLE")
+#undef TOML_UNREACHABLE
+#define TOML_UNREACHABLE return false
+#include <toml++/impl/unicode.h>
+#pragma pop_macro("TOML_UNREACHABLE")
 #include <toml++/toml.h>
 
 namespace Corbel::V1 {
@@ -115,18 +140,60 @@ private:
     const toml::table root;
 };
 
+// What is wrong may quote the text, line ends and all.
+[[noreturn]] void throwFault(const std::string& origin, std::size_t line, std::size_t column,
+                             std::string what) {
+    const auto isControl = [](unsigned char letter) { return letter < ' ' || letter == 0x7f; };
+    std::replace_if(what.begin(), what.end(), isControl, ' ');
+    throw std::runtime_error(origin + ", line " + std::to_string(line) + ", column " +
+                             std::to_string(column) + ": " + what);
+}
+
+bool isForeseen(std::string_view text) {
+    try {
+        (void)toml::parse(text);
+        return true;
+    } catch (const UnforeseenText&) {
+        return false;
+    }
+}
+
+// The length of the shortest beginning of the text that is unforeseen. Whatever follows it doesn't
+// matter any more, so halving finds it.
+std::size_t unforeseenLength(std::string_view text) {
+    std::size_t foreseen = 0;
+    std::size_t unforeseen = text.size();
+    while (unforeseen - foreseen > 1) {
+        const std::size_t middle = foreseen + (unforeseen - foreseen) / 2;
+        (isForeseen(text.substr(0, middle)) ? foreseen : unforeseen) = middle;
+    }
+    return unforeseen;
+}
+
+[[noreturn]] void throwUnforeseen(std::string_view text, const std::string& origin) {
+    const std::string_view before = text.substr(0, unforeseenLength(text) - 1);
+    const auto lines = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+    const std::size_t lineBegin = before.rfind('\n') + 1;  // npos + 1 is 0
+    throwFault(origin, lines + 1, before.size() - lineBegin + 1, "unexpected character");
+}
+
+toml::table parseTable(std::string_view text, const std::string& origin) {
+    try {
+        toml::parse_result result = toml::parse(text);
+        if (!result) {
+            const auto& [line, column] = result.error().source().begin;
+            throwFault(origin, line, column, std::string(result.error().description()));
+        }
+        return std::move(result).table();
+    } catch (const UnforeseenText&) {
+        throwUnforeseen(text, origin);
+    }
+}
+
 }  // namespace
 
 std::shared_ptr<DbHandleIf> parseDatabase(std::string_view text, const std::string& origin) {
-    toml::parse_result result = toml::parse(text);
-    if (!result) {
-        const toml::parse_error& error = result.error();
-        const auto& position = error.source().begin;
-        throw std::runtime_error(origin + ", line " + std::to_string(position.line) + ", column " +
-                                 std::to_string(position.column) + ": " +
-                                 std::string(error.description()));
-    }
-    return std::make_shared<TomlDatabase>(std::move(result).table());
+    return std::make_shared<TomlDatabase>(parseTable(text, origin));
 }
 
 }  // namespace Corbel::V1

@@ -220,6 +220,14 @@ TEST(TomlDatabaseTest, TellsOriginLineAndColumnOfAFault) {
                 AllOf(HasSubstr("unit/swdb.cfg, line 2, column 1"), Not(HasSubstr("\n"))));
 }
 
+TEST(TomlDatabaseTest, TellsThePlaceOfATableNameThatBeginsWrong) {
+    EXPECT_EQ(errorOf("[qdx]\na = 1\n  [.a]\nb = 2\n"),
+              "unit/swdb.cfg, line 3, column 4: unexpected character");
+    EXPECT_EQ(errorOf("[#]"), "unit/swdb.cfg, line 1, column 2: unexpected character");
+    EXPECT_EQ(errorOf(std::string("[[\0", 3)),
+              "unit/swdb.cfg, line 1, column 3: unexpected character");
+}
+
 TEST(TomlDatabaseTest, RefusesFaultyTextsInOneLine) {
     const std::vector<std::string> faulty{
         "a = 1\na = 2",
@@ -233,6 +241,9 @@ TEST(TomlDatabaseTest, RefusesFaultyTextsInOneLine) {
         "a = \"\n\"",
         std::string("a = 1\0", 6),
         "a = " + std::string(1000, '['),
+        "a = [3.0, t\na = 1",
+        "å = 1",
+        "[å]",
     };
     for (const std::string& text : faulty) {
         EXPECT_THAT(errorOf(text), AllOf(HasSubstr("unit/swdb.cfg, line "), Not(HasSubstr("\n"))))

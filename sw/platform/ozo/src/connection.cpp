@@ -8,8 +8,9 @@
 namespace Ozo {
 
 void MessageQueue::push(MessagePtr message) {
-    bytes += ozo_size(message.get());
+    const std::size_t size = ozo_size(message.get());
     messages.push_back(std::move(message));
+    bytes += size;
 }
 
 MessagePtr MessageQueue::pop() {

@@ -5,6 +5,9 @@
 // runs in the child right after the fork: it closes them and leaves them empty. Whoever holds an
 // empty one there knows that it belongs to another process.
 //
+// A descriptor that another thread is just opening while one forks can slip through; it stays open
+// in the child until that ends or executes another program.
+//
 // Thread: each object by one thread; any thread may fork.
 #pragma once
 

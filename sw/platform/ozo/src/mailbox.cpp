@@ -90,7 +90,6 @@ void Mailbox::removeFiles() {
     } catch (const std::bad_alloc&) {
         // What stays is known as dead as soon as the socket is closed, and gives way to the next
         // owner of the name.
-        return;
     }
 }
 
@@ -376,6 +375,8 @@ void Mailbox::sendRemains() {
                     connections.erase(found);
             }
         }
+        if (deadline.remainingMs() == 0)
+            return;
     }
 }
 

@@ -49,7 +49,8 @@ public:
     bool isOwn() const { return listener.isOpen(); }
 
     int addName(const std::string& name);
-    // from is the mailbox itself or OZO_MY_MAILBOX.
+    // What cannot be sent is dropped and counted, also what is not from this mailbox, by its id or
+    // OZO_MY_MAILBOX.
     void send(MessagePtr message, std::uint32_t to, std::uint32_t from);
     MessagePtr receive(int timeoutMs);
     int monitor(std::uint32_t mailbox, std::uint32_t messageNumber);

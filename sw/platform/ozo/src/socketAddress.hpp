@@ -25,6 +25,7 @@ private:
     const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&unixAddress); }
 
     Descriptor folderDescriptor;
+    int failure = 0;
     sockaddr_un unixAddress{};
 };
 

@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <numeric>
@@ -218,6 +219,23 @@ TEST_F(DeliveryToThread, LetsAQueueLeaveWhenItsOwnerOnlyServesItsDescriptor) {
     EXPECT_FALSE(isReadable(sender));
 }
 
+TEST_F(DeliveryToThread, LetsASingleWaitingMessageLeave) {
+    sendMoreThanTheKernelTakes(many);
+    const auto taken = static_cast<std::uint32_t>(received(receiver).size());
+    MailboxThread another("Another");
+    another.run([this, taken] { sendPatterns(receiver.id(), taken + 1, size); });
+    std::vector<std::uint32_t> numbers;
+    while (numbers.size() < taken)
+        receiver.run([&] {
+            const Message message = receive();
+            if (ozo_sender(message.get()) == another.id())
+                numbers.push_back(message->msgno);
+        });
+    ASSERT_TRUE(isReadable(another));
+    EXPECT_EQ(another.run(receiveNow), nullptr);
+    EXPECT_THAT(received(receiver), ElementsAre(taken));
+}
+
 TEST_F(DeliveryToThread, LetsAQueueLeaveWithTheNextMessage) {
     sendMoreThanTheKernelTakes(many);
     std::vector<std::uint32_t> numbers = received(receiver);
@@ -403,6 +421,7 @@ TEST_F(Delivery, SurvivesAReceiverThatIsKilled) {
     });
     const std::uint32_t victimId = victim.hear().value_or(OZO_NO_MAILBOX);
     const std::uint32_t own = ozo_create_mailbox("Sender", 0);
+    std::signal(SIGPIPE, SIG_DFL);
     sendPatterns(victimId, 3, 100);
     victim.kill();
     sendPatterns(victimId, 3, 100);

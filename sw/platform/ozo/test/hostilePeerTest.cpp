@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <random>
 
+#include "connection.hpp"
 #include "frame.hpp"
 #include "ozo.h"
 #include "ozoTestSupport.hpp"
@@ -20,6 +21,12 @@ namespace {
 
 using namespace OzoTest;
 using Ozo::frameProtocol;
+
+// False if this process may not.
+bool becomeAnotherUser() {
+    const uid_t before = ::geteuid();
+    return ::setgid(65534) == 0 && ::setuid(65534) == 0 && ::geteuid() != before;
+}
 
 // All in one thread: what a raw peer sends is there for the mailbox as soon as send returns.
 class HostilePeer : public ::testing::Test {
@@ -35,6 +42,12 @@ protected:
         EXPECT_EQ(receiveNow(), nullptr);
         EXPECT_TRUE(peer.isHungUp());
         EXPECT_EQ(ozo_get_drops().bad_peers, before + 1);
+    }
+
+    void openToAll() const {
+        for (const char* folder : {"../..", "..", "", "mbox"})
+            ::chmod(unit.folder(folder).c_str(), 0755);
+        ::chmod(unit.socketFile(own).c_str(), 0666);
     }
 
     void expectServes(MailboxThread& peer) {
@@ -132,6 +145,19 @@ TEST_F(HostilePeer, HarmsNobodyByConnectingOften) {
     expectServes(honest);
 }
 
+TEST_F(HostilePeer, TakesWhatWaitsForItAlong) {
+    create();
+    const MailboxThread claimed("Claimed");
+    const RawPeer peer(unit, own);
+    peer.send(frame(frameProtocol, claimed.id(), 1));
+    EXPECT_EQ(receiveNow()->msgno, 1U);
+    while (ozo_get_drops().queue_full == 0)
+        ozo_send(ozo_alloc(ozo_get_max_size(), 2), claimed.id(), OZO_MY_MAILBOX);
+    peer.send(std::vector<std::byte>(5));
+    EXPECT_EQ(receiveNow(), nullptr);
+    EXPECT_EQ(ozo_get_drops().receiver_gone, Ozo::maxQueuedBytes / ozo_get_max_size());
+}
+
 TEST_F(HostilePeer, ThatStopsReadingForGoodIsGone) {
     create();
     const MailboxThread claimed("Claimed");
@@ -203,7 +229,7 @@ TEST_F(HostilePeer, OfAnotherUserCannotSpeakForAMailbox) {
         line.awaitGo();
         const std::uint32_t receiver = ozo_locate("Receiver");
         const std::uint32_t claimed = ozo_locate("Claimed");
-        const bool isOther = ::setgid(65534) == 0 && ::setuid(65534) == 0;
+        const bool isOther = becomeAnotherUser();
         const RawPeer liar(unit, receiver);
         liar.send(frame(frameProtocol, claimed, 1));
         line.tell(isOther ? 1 : 0);
@@ -211,9 +237,7 @@ TEST_F(HostilePeer, OfAnotherUserCannotSpeakForAMailbox) {
     });
     create();
     const MailboxThread claimed("Claimed");
-    for (const char* folder : {"../..", "..", "", "mbox"})
-        ::chmod(unit.folder(folder).c_str(), 0755);
-    ::chmod(unit.socketFile(own).c_str(), 0666);
+    openToAll();
     peer.go();
     const bool isOther = peer.hear().value_or(2) == 1;
     EXPECT_EQ(receiveNow() == nullptr, isOther);
@@ -226,16 +250,14 @@ TEST_F(HostilePeer, OfAnotherUserCannotSpeakForAMailboxThatIsGone) {
     Child peer([this](const Child::Line& line) {
         line.awaitGo();
         const std::uint32_t receiver = ozo_locate("Receiver");
-        const bool isOther = ::setgid(65534) == 0 && ::setuid(65534) == 0;
+        const bool isOther = becomeAnotherUser();
         const RawPeer liar(unit, receiver);
         liar.send(frame(frameProtocol, receiver ^ 1U, 1));
         line.tell(isOther ? 1 : 0);
         line.awaitGo();
     });
     create();
-    for (const char* folder : {"../..", "..", "", "mbox"})
-        ::chmod(unit.folder(folder).c_str(), 0755);
-    ::chmod(unit.socketFile(own).c_str(), 0666);
+    openToAll();
     peer.go();
     const bool isOther = peer.hear().value_or(2) == 1;
     EXPECT_EQ(receiveNow() == nullptr, isOther);
@@ -253,11 +275,12 @@ protected:
         HostilePeer::TearDown();
     }
 
-    void exhaust() const {
+    void exhaust(int left = 0) const {
         const int lowestFree = ::dup(STDIN_FILENO);
         ::close(lowestFree);
-        const rlimit none{.rlim_cur = static_cast<rlim_t>(lowestFree), .rlim_max = before.rlim_max};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        const rlimit few{.rlim_cur = static_cast<rlim_t>(lowestFree + left),
+                         .rlim_max = before.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
     }
 
     void relieve() const { ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0); }
@@ -302,6 +325,24 @@ TEST_F(OutOfDescriptors, DropsAndCountsWhatNeedsANewConnection) {
     relieve();
     EXPECT_EQ(ozo_get_drops().queue_full, 1U);
     EXPECT_EQ(ozo_get_drops().receiver_gone, 0U);
+    EXPECT_EQ(receiveNow(), nullptr);
+}
+
+// The lock and a socket take two; the folder behind a long path would need a third. That nobody
+// could be asked is no proof of death.
+TEST_F(OutOfDescriptors, TakesNobodyForDead) {
+    unit.lengthenRoot(300);
+    create();
+    const MailboxThread other("Other");
+    exhaust(2);
+    EXPECT_NE(ozo_add_name(own, "Other"), 0);
+    EXPECT_EQ(errno, EMFILE);
+    exhaust(1);
+    sendText(other.id(), 1, "");
+    EXPECT_EQ(ozo_get_drops().queue_full, 1U);
+    EXPECT_NE(ozo_monitor(other.id(), 2), 0);
+    relieve();
+    EXPECT_EQ(ozo_locate("Other"), other.id());
     EXPECT_EQ(receiveNow(), nullptr);
 }
 

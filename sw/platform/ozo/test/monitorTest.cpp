@@ -119,7 +119,8 @@ TEST_F(Monitor, TellsOfACrash) {
 TEST_F(Monitor, TellsOfACrashAlthoughAForkedChildLivesOn) {
     std::optional<Child> watched(std::in_place, [](const Child::Line& line) {
         const std::uint32_t id = ozo_create_mailbox("Watched", 0);
-        const Child grandchild([](const Child::Line& idle) { idle.awaitGo(); });
+        // Waits on the line to the test, and so outlives its parent.
+        const Child grandchild([&line](const Child::Line&) { line.awaitGo(); });
         line.tell(id);
         line.awaitGo();
     });

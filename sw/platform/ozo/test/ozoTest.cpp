@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/time.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <ostream>
@@ -279,6 +281,18 @@ TEST_F(OzoMessage, ToAnIdThatNobodyHasIsDropped) {
 TEST_F(OzoMessage, IsAwaitedForTheTimeGiven) {
     create();
     const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(ozo_receive(30), nullptr);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
+}
+
+TEST_F(OzoMessage, IsAwaitedThroughSignals) {
+    create();
+    struct sigaction interrupting {};
+    interrupting.sa_handler = [](int) {};
+    ASSERT_EQ(::sigaction(SIGALRM, &interrupting, nullptr), 0);
+    const itimerval soon{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 5000}};
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(::setitimer(ITIMER_REAL, &soon, nullptr), 0);
     EXPECT_EQ(ozo_receive(30), nullptr);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
 }

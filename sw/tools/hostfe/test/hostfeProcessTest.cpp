@@ -110,13 +110,14 @@ TEST_F(HostfeProcessTest, SendsSeveralMessagesWhenOneDoesNotHoldAll) {
     const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
     collector.connect();
     std::size_t counters = 0;
-    while (counters < 16 * 9) {
+    constexpr std::size_t all = std::size_t{16} * 9;
+    while (counters < all) {
         const auto batch = collector.expectBatch();
         ASSERT_THAT(batch.counters, Not(IsEmpty()));
         EXPECT_LT(batch.counters.size(), 30u);
         counters += batch.counters.size();
     }
-    EXPECT_EQ(counters, 16u * 9);
+    EXPECT_EQ(counters, all);
 }
 
 TEST_F(HostfeProcessTest, WaitsForACollectorThatIsNotThereYet) {

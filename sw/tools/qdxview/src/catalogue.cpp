@@ -4,6 +4,7 @@
 #include <libxml/tree.h>
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -21,6 +22,38 @@ namespace {
 constexpr std::size_t longestListFile = std::size_t{16} << 20;
 
 using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
+using Parser = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
+
+// The first thing that is wrong; what follows from it would only confuse.
+struct Fault {
+    int line = 1;
+    std::string text;
+};
+
+void onError(void* parser, xmlError* error) {
+    auto& first = *static_cast<Fault*>(static_cast<xmlParserCtxt*>(parser)->_private);
+    if (first.text.empty() && error->level >= XML_ERR_ERROR && error->message != nullptr) {
+        first = {error->line, Tessel::Util::trim(error->message)};
+    }
+}
+
+Document parseXml(const std::string& text, const std::string& path) {
+    const Parser parser(xmlNewParserCtxt(), xmlFreeParserCtxt);
+    if (!parser) {
+        throw std::bad_alloc();
+    }
+    Fault fault;
+    parser->_private = &fault;
+    parser->sax->serror = onError;
+    Document document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()),
+                                        nullptr, nullptr, XML_PARSE_NONET),
+                      xmlFreeDoc);
+    if (!document) {
+        throw BadData(path + ':' + std::to_string(fault.line) + ": " +
+                      (fault.text.empty() ? "no XML" : fault.text));
+    }
+    return document;
+}
 
 std::string_view nameOf(const xmlNode* node) {
     return reinterpret_cast<const char*>(node->name);
@@ -74,7 +107,7 @@ private:
             return;
         }
         const auto text = readFile(path, longestListFile);
-        const auto document = parse(text, path);
+        const auto document = parseXml(text, path);
         const auto* const root = xmlDocGetRootElement(document.get());
         if (root == nullptr || nameOf(root) != "infoObjectList") {
             throw BadData(path + ": no info object list; its root is not infoObjectList");
@@ -87,21 +120,6 @@ private:
         for (const auto* const objects : childrenOf(root, "objects")) {
             readIncludes(objects, path);
         }
-    }
-
-    static Document parse(const std::string& text, const std::string& path) {
-        constexpr int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-        Document document(
-            xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, options),
-            xmlFreeDoc);
-        if (!document) {
-            const auto* const error = xmlGetLastError();
-            const std::string reason =
-                error != nullptr && error->message != nullptr ? error->message : "no XML";
-            throw BadData(path + ':' + std::to_string(error != nullptr ? error->line : 1) + ": " +
-                          Tessel::Util::trim(reason));
-        }
-        return document;
     }
 
     void takeObjects(const xmlNode* parent, const std::string& path) {

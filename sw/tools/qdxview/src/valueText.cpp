@@ -66,11 +66,10 @@ std::string timeText(std::uint64_t secondsSinceEpoch) {
 }
 
 std::string timeSpanText(const TimeSpan& span) {
-    constexpr std::size_t date = std::string_view("2024-05-01 ").size();
     const auto first = timeText(span.first);
     const auto last = timeText(span.last);
-    const bool sameDay = first.size() > date && first.compare(0, date, last, 0, date) == 0;
-    return first + " to " + (sameDay ? last.substr(date) : last);
+    const auto date = first.substr(0, first.find(' ') + 1);
+    return first + " to " + (last.starts_with(date) ? last.substr(date.size()) : last);
 }
 
 std::string recordText(std::string_view record) {
@@ -88,14 +87,13 @@ std::string newestText(const Series& series, const Scale& scale, const std::stri
     if (!series.records.empty()) {
         return recordText(series.records.back());
     }
-    std::string text;
     const auto shown = std::min(most, series.numbers.size());
-    for (auto value = series.numbers.rbegin();
-         value != series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown); ++value) {
-        text += scale.text(*value) + ' ';
+    const auto end = series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown);
+    std::string text;
+    for (auto value = series.numbers.rbegin(); value != end; ++value) {
+        text += (text.empty() ? "" : " ") + scale.text(*value);
     }
-    text += unit;
-    return text.empty() || text.back() != ' ' ? text : text.substr(0, text.size() - 1);
+    return text.empty() || unit.empty() ? text : text + ' ' + unit;
 }
 
 }  // namespace Qdxview

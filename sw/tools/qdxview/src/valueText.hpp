@@ -34,7 +34,7 @@ std::string timeSpanText(const TimeSpan& span);
 std::string recordText(std::string_view record);
 
 // At most so many of the newest values, the newest first, and the unit behind them. Of records only
-// the newest is told.
+// the newest is told; without values nothing is.
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most);
 

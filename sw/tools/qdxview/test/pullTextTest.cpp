@@ -1,0 +1,195 @@
+#include "pullText.hpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "badData.hpp"
+#include "errorText.hpp"
+#include "tessel/util.hpp"
+
+namespace Qdxview {
+namespace {
+
+std::string bytesOf(std::uint32_t id) {
+    Qdx::InfoObjectCollections message;
+    message.set_version(1);
+    message.add_measurementcollections()->set_id(id);
+    return message.SerializeAsString();
+}
+
+std::string encode(const std::string& bytes) {
+    return Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
+}
+
+std::string pullOf(const std::string& bytes) {
+    return "<QdxOutput>" + encode(bytes) + "</QdxOutput>\n";
+}
+
+std::string complaintAbout(const std::string& text) {
+    return errorText<BadData>([&] { readPulls(text, "pull.txt"); });
+}
+
+TEST(PullText, GivesTheMessageBetweenTheMarkers) {
+    const auto pulls = readPulls(pullOf(bytesOf(7)), "pull.txt");
+    ASSERT_EQ(pulls.size(), 1U);
+    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+}
+
+TEST(PullText, IgnoresWhatStandsAround) {
+    const auto pulls = readPulls("$ dch filter pull keep 11\n" + pullOf(bytesOf(7)) + "$ ", "");
+    ASSERT_EQ(pulls.size(), 1U);
+    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+}
+
+TEST(PullText, GivesEveryPullInOrder) {
+    const auto pulls = readPulls(pullOf(bytesOf(7)) + pullOf(bytesOf(9)), "");
+    ASSERT_EQ(pulls.size(), 2U);
+    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[1].measurementcollections(0).id(), 9U);
+}
+
+TEST(PullText, SkipsWhiteSpaceOfACopyFromATerminal) {
+    auto text = pullOf(bytesOf(7));
+    text.insert(15, "\r\n \t");
+    const auto pulls = readPulls(text, "");
+    ASSERT_EQ(pulls.size(), 1U);
+    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+}
+
+TEST(PullText, TakesEveryLengthOfPadding) {
+    for (const std::string name : {"a", "ab", "abc"}) {
+        Qdx::InfoObjectCollections message;
+        message.set_version(1);
+        message.mutable_radiometadata()->set_hwname(name);
+        const auto pulls = readPulls(pullOf(message.SerializeAsString()), "");
+        ASSERT_EQ(pulls.size(), 1U);
+        EXPECT_EQ(pulls[0].radiometadata().hwname(), name);
+    }
+}
+
+TEST(PullText, RefusesAnEmptyInput) {
+    EXPECT_EQ(complaintAbout(""), "pull.txt: empty; give it the output of a pull");
+    EXPECT_EQ(complaintAbout("\n \n"), "pull.txt: empty; give it the output of a pull");
+}
+
+TEST(PullText, QuotesWhatStandsThereInsteadOfAPull) {
+    EXPECT_EQ(complaintAbout("No entry with this filterID\n"),
+              "pull.txt: no <QdxOutput> in it; it starts with \"No entry with this filterID\"");
+}
+
+TEST(PullText, QuotesWithoutControlCharacters) {
+    EXPECT_EQ(complaintAbout("\x1b[2J\xFF"),
+              "pull.txt: no <QdxOutput> in it; it starts with \"?[2J?\"");
+}
+
+TEST(PullText, QuotesTheStartOfALongText) {
+    EXPECT_EQ(complaintAbout(std::string(41, 'x')),
+              "pull.txt: no <QdxOutput> in it; it starts with \"" + std::string(40, 'x') + "...\"");
+}
+
+TEST(PullText, RefusesAPullWithoutEnd) {
+    EXPECT_EQ(complaintAbout("ab<QdxOutput>CAE="),
+              "pull.txt: byte 2: <QdxOutput> without </QdxOutput>; the pull's text is cut off");
+}
+
+TEST(PullText, RefusesASecondPullWithoutEnd) {
+    const auto first = pullOf(bytesOf(7));
+    EXPECT_EQ(complaintAbout(first + "<QdxOutput>CAE="),
+              "pull.txt: byte " + std::to_string(first.size()) +
+                  ": <QdxOutput> without </QdxOutput>; the pull's text is cut off");
+}
+
+TEST(PullText, TellsWhereBase64Ends) {
+    EXPECT_EQ(complaintAbout("<QdxOutput>CA!E</QdxOutput>"),
+              "pull.txt: byte 13: not base64 here: \"!E\"");
+}
+
+TEST(PullText, RefusesCharactersAfterThePadding) {
+    EXPECT_EQ(complaintAbout("<QdxOutput>CAE=CAE=</QdxOutput>"),
+              "pull.txt: byte 15: not base64 here: \"CAE=\"");
+}
+
+TEST(PullText, RefusesANulInBase64) {
+    EXPECT_EQ(complaintAbout(std::string("<QdxOutput>CA\0=</QdxOutput>", 27)),
+              "pull.txt: byte 13: not base64 here: \"?=\"");
+}
+
+TEST(PullText, RefusesMissingAndSuperfluousPadding) {
+    const std::string complaint = " characters with wrong padding; the pull's text is damaged";
+    EXPECT_EQ(complaintAbout("<QdxOutput>CAE</QdxOutput>"),
+              "pull.txt: byte 11: base64 of 3" + complaint);
+    EXPECT_EQ(complaintAbout("<QdxOutput>A===</QdxOutput>"),
+              "pull.txt: byte 11: base64 of 4" + complaint);
+    EXPECT_EQ(complaintAbout("<QdxOutput>====</QdxOutput>"),
+              "pull.txt: byte 11: base64 of 4" + complaint);
+}
+
+TEST(PullText, RefusesBytesThatAreNoMessage) {
+    EXPECT_EQ(complaintAbout(pullOf("\x08")),
+              "pull.txt: byte 11: the 1 bytes encoded here are no collections");
+}
+
+TEST(PullText, RefusesAMessageThatIsCutOff) {
+    auto bytes = bytesOf(70000);
+    bytes.pop_back();
+    EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: the " +
+                                                 std::to_string(bytes.size()) +
+                                                 " bytes encoded here are no collections");
+}
+
+TEST(PullText, RefusesAMessageWithoutVersion) {
+    EXPECT_EQ(complaintAbout("<QdxOutput></QdxOutput>"),
+              "pull.txt: byte 11: the message encoded here has no version, so it holds no "
+              "collections");
+}
+
+TEST(PullText, RefusesAnotherVersion) {
+    EXPECT_EQ(complaintAbout(pullOf("\x08\x02")),
+              "pull.txt: byte 11: version 2 of the format; this program reads version 1");
+}
+
+TEST(PullText, RefusesMoreCollectionsThanAnyCollectorMakes) {
+    std::string bytes = "\x08\x01";
+    for (int collection = 0; collection <= 200'000; ++collection) {
+        bytes += std::string("\x12\x00", 2);
+    }
+    EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: more than 200000 collections");
+}
+
+TEST(PullText, RefusesATextPastTheLimit) {
+    EXPECT_EQ(complaintAbout(std::string(longestPullText + 1, 'x')),
+              "pull.txt: longer than 16777216 bytes");
+}
+
+// Whatever the bytes, the answer is messages or a complaint.
+TEST(PullText, SurvivesDamageAnywhere) {
+    Qdx::InfoObjectCollections message;
+    message.set_version(1);
+    auto* const collection = message.add_countercollections();
+    collection->set_id(1402);
+    collection->mutable_context()->set_device_id(3);
+    for (int value = 0; value < 50; ++value) {
+        collection->add_values(std::int64_t{value} * value);
+        collection->add_timestamps(1'700'000'000);
+    }
+    const auto bytes = message.SerializeAsString();
+    std::mt19937 random(1);
+    int complaints = 0;
+    for (int round = 0; round < 5000; ++round) {
+        auto damaged = bytes;
+        for (auto hits = 1 + random() % 3; hits > 0; --hits) {
+            damaged[random() % damaged.size()] = static_cast<char>(random());
+        }
+        try {
+            EXPECT_EQ(readPulls(pullOf(damaged), "").size(), 1U);
+        } catch (const BadData&) {
+            ++complaints;
+        }
+    }
+    EXPECT_GT(complaints, 0);
+    EXPECT_LT(complaints, 5000);
+}
+
+}  // namespace
+}  // namespace Qdxview

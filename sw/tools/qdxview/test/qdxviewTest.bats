@@ -1,0 +1,110 @@
+#!/usr/bin/env bats
+# The program by its command line. $QDXVIEW is the program.
+
+setup() {
+    # Version 1, one measurement collection: id 7, values 1 and 2.
+    pull='<QdxOutput>CAESBggHEAEQAg==</QdxOutput>'
+    pull_file=$BATS_TEST_TMPDIR/pull.txt
+    echo "$pull" >"$pull_file"
+    list=$BATS_TEST_TMPDIR/list.xml
+    echo '<infoObjectList><objects><object id="7" name="a:b" type="meas"/></objects></infoObjectList>' >"$list"
+}
+
+# Runs the program; $output is what it writes to either stream.
+view() { run "$QDXVIEW" "$@"; }
+
+@test "shows a pull from a file" {
+    view "$pull_file"
+    [ "$status" -eq 0 ]
+    [ "${lines[0]}" = "Radio: unknown" ]
+    [ "${lines[1]}" = "1 series, 2 values" ]
+    [[ ${lines[3]} =~ ^7\ +\?\ +2\ +2\ 1\ +▁█$ ]]
+}
+
+@test "shows a pull from standard input" {
+    run "$QDXVIEW" <"$pull_file"
+    [ "$status" -eq 0 ]
+    [ "${lines[1]}" = "1 series, 2 values" ]
+}
+
+@test "shows several pulls" {
+    run "$QDXVIEW" - < <(echo "$pull$pull")
+    [ "$status" -eq 0 ]
+    [ "$(grep -c '^Radio' <<<"$output")" -eq 2 ]
+}
+
+@test "takes names from a catalogue" {
+    view --catalogue "$list" "$pull_file"
+    [ "$status" -eq 0 ]
+    [[ ${lines[3]} == a:b\ * ]]
+}
+
+@test "draws in ASCII when asked" {
+    view --ascii "$pull_file"
+    [ "$status" -eq 0 ]
+    [[ ${lines[3]} == *' _#' ]]
+}
+
+@test "fills the width that is asked for" {
+    view --width 20 "$pull_file"
+    [ "$status" -eq 0 ]
+    [[ ${lines[2]} != *PLOT ]]
+}
+
+@test "tells its options and its version" {
+    view --help
+    [ "$status" -eq 0 ]
+    [[ $output == *--catalogue* ]]
+    view --version
+    [ "$status" -eq 0 ]
+    [[ $output =~ ^qdxview\ [0-9.]+$ ]]
+}
+
+@test "refuses wrong usage with 64" {
+    view --bogus
+    [ "$status" -eq 64 ]
+    view --width 3 "$pull_file"
+    [ "$status" -eq 64 ]
+    view "$pull_file" "$pull_file"
+    [ "$status" -eq 64 ]
+}
+
+@test "refuses damaged input with 65 and one line" {
+    run "$QDXVIEW" < <(echo 'No entry with this filterID')
+    [ "$status" -eq 65 ]
+    [ "$output" = 'qdxview: standard input: no <QdxOutput> in it; it starts with "No entry with this filterID"' ]
+}
+
+@test "refuses a message that protobuf would also complain about with one line" {
+    run "$QDXVIEW" < <(echo '<QdxOutput>CA==</QdxOutput>')
+    [ "$status" -eq 65 ]
+    [ "${#lines[@]}" -eq 1 ]
+}
+
+@test "refuses a damaged catalogue with 65" {
+    echo '<infoObjectList>' >"$list"
+    view --catalogue "$list" "$pull_file"
+    [ "$status" -eq 65 ]
+    [ "${#lines[@]}" -eq 1 ]
+    [[ $output == "qdxview: $list:2: "* ]]
+}
+
+@test "tells of a missing file with 66" {
+    view "$BATS_TEST_TMPDIR/missing"
+    [ "$status" -eq 66 ]
+    [ "$output" = "qdxview: $BATS_TEST_TMPDIR/missing: No such file or directory" ]
+    view --catalogue "$BATS_TEST_TMPDIR/missing" "$pull_file"
+    [ "$status" -eq 66 ]
+}
+
+@test "tells of lost output with 74" {
+    run bash -c '"$0" "$1" >/dev/full' "$QDXVIEW" "$pull_file"
+    [ "$status" -eq 74 ]
+    [ "$output" = "qdxview: cannot write the output" ]
+}
+
+@test "ends cleanly on an endless input" {
+    view /dev/zero
+    [ "$status" -eq 65 ]
+    [ "$output" = "qdxview: /dev/zero: longer than 16777216 bytes" ]
+}

@@ -1,0 +1,436 @@
+// The collector as a user meets it: qdxd with the library, frontends over mailboxes, dch and rodc over the command socket.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <thread>
+
+#include "InfoObjectCollections.pb.h"
+#include "batchWriter.hpp"
+#include "frontendMessages.hpp"
+#include "ozo.h"
+#include "support/process.hpp"
+#include "support/unitRoot.hpp"
+#include "wireFormat.hpp"
+
+namespace {
+
+using namespace Qdx::V1;
+using TestSupport::Process;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const char* const objects = R"(<infoObjectList>
+    <tags><tag name="CPU"/><tag name="NET"/></tags>
+    <objects>
+        <object id="1" name="cpu:load" type="meas"><tags>CPU</tags><unit type="%" res="0.01"/></object>
+        <object id="2" name="net:bytes" type="counter"><tags>NET</tags></object>
+        <object id="3" name="net:event" type="record"><tags>NET</tags></object>
+    </objects></infoObjectList>)";
+
+struct Answer {
+    int status;
+    std::string output;
+    friend bool operator==(const Answer&, const Answer&) = default;
+};
+
+void PrintTo(const Answer& answer, std::ostream* out) {
+    *out << answer.status << " \"" << answer.output << '"';
+}
+
+const Answer disabled{
+    1, "Since data collection is disabled, the functionality for this command is disabled.\n"};
+
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+// What a program writes and how it ends.
+Answer run(std::vector<std::string> words) {
+    Process process(std::move(words));
+    const int status = process.awaitExit();
+    return {status, process.output() + process.error()};
+}
+
+// A line typed at the shell: "dch filter status".
+Answer type(const std::string& line) {
+    auto words = wordsOf(line);
+    words.front() = std::filesystem::path(DCH).replace_filename(words.front());
+    return run(words);
+}
+
+// Types the lines of a transaction for a filter without a limit; gives the commit's answer.
+Answer createFilter(const std::vector<std::string>& statements) {
+    const auto created = type("dch fs create limit 0");
+    const auto id = created.output.substr(std::string("Created transaction: ").size());
+    for (const auto& statement : statements) {
+        EXPECT_EQ(type("dch fs add " + id + " " + statement), (Answer{0, ""})) << statement;
+    }
+    return type("dch fs commit " + id);
+}
+
+// The test's thread as a frontend, connected to the collector.
+class Frontend {
+public:
+    Frontend() : mailbox(ozo_create_mailbox("Frontend", 0)) {}
+    ~Frontend() { ozo_delete_mailbox(mailbox); }
+    Frontend(const Frontend&) = delete;
+    Frontend& operator=(const Frontend&) = delete;
+
+    static void send(const MessageBytes& bytes) {
+        ozo_send(toOzoMessage(bytes), ozo_locate(collectorMailbox), OZO_MY_MAILBOX);
+    }
+
+    static void sendMetaData() {
+        Qdx::RadioMetaData metaData;
+        metaData.set_swproductnumber("CXP1");
+        metaData.set_swproductrevision("R1A");
+        metaData.set_hwproductnumber("KRC1");
+        metaData.set_hwproductrevision("R2B");
+        metaData.set_hwserialnumber("S123");
+        metaData.set_hwname("radio");
+        send(encodeMetaData({}, metaData));
+    }
+
+    // Returns once the collector has handled all that was sent before.
+    static void awaitHandled() {
+        send(encodeConnectionRequest({}, {protocolRevision}));
+        auto* reply = ozo_receive(20'000);
+        ASSERT_NE(reply, nullptr) << "the collector doesn't answer";
+        EXPECT_EQ(reply->msgno, beConnectionCfm);
+        ozo_free(reply);
+    }
+
+private:
+    std::uint32_t mailbox;
+};
+
+class CollectorTest : public testing::Test {
+protected:
+    CollectorTest() {
+        std::ofstream(unit.path() / "objects.xml") << objects;
+        writeDatabase("enabled = 1\nradioObservabilityEnabled = 1\n");
+    }
+
+    void writeDatabase(const std::string& toml) {
+        const auto path = unit.path() / "opt/zelvasw/srv/database/qdx/swdb.cfg";
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << "[qdx]\ninfoObjectListFilePath = '"
+                            << (unit.path() / "objects.xml").string() << "'\n"
+                            << toml;
+    }
+
+    void startCollector(const std::string& library = QDXBE) {
+        collector = std::make_unique<Process>(std::vector<std::string>{QDXD, "--library", library});
+        collector->awaitError("qdxd: ready");
+    }
+
+    int stopCollector() {
+        collector->signal(SIGTERM);
+        return collector->awaitExit();
+    }
+
+    // A pull as the schema's own tools decode it, with the wall clock taken out.
+    std::string decode(const std::string& pullOutput) {
+        std::smatch match;
+        EXPECT_TRUE(std::regex_match(pullOutput, match,
+                                     std::regex("<QdxOutput>(.*)</QdxOutput>\n")))
+            << pullOutput;
+        std::ofstream(unit.path() / "pull.b64") << match[1];
+        const auto decoded =
+            run({"/bin/sh", "-c",
+                 "base64 -d '" + (unit.path() / "pull.b64").string() + "' | '" PROTOC
+                 "' --decode=Qdx.InfoObjectCollections -I " SCHEMA_DIRECTORY
+                 " InfoObjectCollections.proto"});
+        EXPECT_EQ(decoded.status, 0) << decoded.output;
+        return std::regex_replace(decoded.output, std::regex("timestamps: [0-9]{10}"),
+                                  "timestamps: now");
+    }
+
+    TestSupport::UnitRoot unit;
+    std::unique_ptr<Process> collector;
+};
+
+// --- The road of a sample ----------------------------------------------------------------------
+
+TEST_F(CollectorTest, BatchesGoInAndAPullComesOut) {
+    startCollector();
+    EXPECT_EQ(createFilter({"tags CPU max count 2 10", "tags NET sum count 2 10",
+                            "tags NET context carrierId 7 list count 5"}),
+              (Answer{0, "Filter ID is: 11\n"}));
+
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    BatchWriter batch(ozo_get_max_size());
+    const unsigned char record[] = {'a', 0, 'b'};
+    ASSERT_TRUE(batch.addMeasurement("cpu:load", "deviceId=0", {5}));
+    ASSERT_TRUE(batch.addMeasurement("cpu:load", "deviceId=0", {-3}));
+    ASSERT_TRUE(batch.addMeasurement("cpu:load", "deviceId=1", {1}));
+    ASSERT_TRUE(batch.addCounter("net:bytes", "", {10}));
+    ASSERT_TRUE(batch.addCounter("net:bytes", "", {32}));
+    ASSERT_TRUE(batch.addRecord("net:event", "carrierId=7", record));
+    Frontend::send(batch.take());
+    Frontend::awaitHandled();
+
+    const auto pull = type("dch filter pull keep 11");
+    EXPECT_EQ(pull.status, 0);
+    EXPECT_EQ(decode(pull.output), R"(version: 1
+measurementCollections {
+  id: 1
+  values: 5
+  timestamps: now
+  max {
+    subtype: COUNT
+    size: 2
+  }
+  context {
+    device_id: 0
+  }
+}
+counterCollections {
+  id: 2
+  values: 42
+  timestamps: now
+  sum {
+    subtype: COUNT
+    size: 2
+  }
+}
+recordCollections {
+  id: 3
+  values: "a\000b"
+  timestamps: now
+  list {
+    subtype: COUNT
+    size: 5
+  }
+  context {
+    carrier_id: 7
+  }
+}
+radioMetaData {
+  swProductNumber: "CXP1"
+  swProductRevision: "R1A"
+  hwProductNumber: "KRC1"
+  hwProductRevision: "R2B"
+  hwSerialNumber: "S123"
+  hwName: "radio"
+}
+)");
+}
+
+TEST_F(CollectorTest, PullToKeepRepeatsItselfAndPullToClearEmpties) {
+    startCollector();
+    createFilter({"list count 100"});
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    BatchWriter batch(ozo_get_max_size());
+    ASSERT_TRUE(batch.addMeasurement("cpu:load", "", {1}));
+    Frontend::send(batch.take());
+    Frontend::awaitHandled();
+
+    const auto first = type("dch filter pull keep 11");
+    EXPECT_EQ(type("dch filter pull keep 11"), first);
+    EXPECT_EQ(type("dch filter pull clear 11"), first);
+    EXPECT_EQ(type("dch filter pull keep 11"),
+              (Answer{2, "Not enough data yet or not enough filter memory\n"}));
+}
+
+TEST_F(CollectorTest, PullWaitsForTheMetaData) {
+    startCollector();
+    createFilter({"list count 100"});
+    EXPECT_EQ(type("dch filter pull keep 11"), (Answer{2, "Meta data is not set yet\n"}));
+}
+
+TEST_F(CollectorTest, FiltersAreManagedFromTheShell) {
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), (Answer{0, "No filters found\n"}));
+    createFilter({"tags CPU NET list count 1"});
+    createFilter({"list count 1"});
+    EXPECT_EQ(type("dch filter disable 12"), (Answer{0, ""}));
+    EXPECT_EQ(type("dch filter status"),
+              (Answer{0,
+                      "Current Filter(s):\n"
+                      " Filter 11 (11): Enabled: Yes, FilterTag(s): CPU, NET\n"
+                      " Filter 12 (12): Enabled: No, FilterTag(s):\n"}));
+    EXPECT_EQ(type("dch filter enable 12"), (Answer{0, ""}));
+    EXPECT_EQ(type("dch filter clearAll"),
+              (Answer{0,
+                      "Clearing data for FilterId 11\nClearing data for FilterId 12\n"
+                      "Clearing all filter data complete.\n"}));
+    EXPECT_EQ(type("dch filter delete 11"), (Answer{0, "Deleting filter with ID: 11\n"}));
+    EXPECT_EQ(type("dch filter delete 11"), (Answer{1, "No entry with this filterID\n"}));
+    EXPECT_EQ(type("dch filter deleteAll"),
+              (Answer{0, "Deleting all filters except static filters\n"}));
+    EXPECT_EQ(type("dch filter status"), (Answer{0, "No filters found\n"}));
+    EXPECT_EQ(type("rodc list"), (Answer{0, "No printable filters exist\n"}));
+    EXPECT_EQ(type("dch fs add 99 list count 1"), (Answer{2, "Failed to execute command\n"}));
+}
+
+TEST_F(CollectorTest, OldDataGivesWayInsideTheBudget) {
+    writeDatabase("enabled = 1\nglobalMemoryLimit = 30000\n");
+    startCollector();
+    createFilter({"list count 1000000"});
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    BatchWriter batch(ozo_get_max_size());
+    constexpr std::int64_t samples = 20'000;
+    for (std::int64_t i = 0; i < samples; ++i) {
+        while (!batch.addMeasurement("cpu:load", "", {i})) {
+            Frontend::send(batch.take());
+            Frontend::awaitHandled();
+        }
+    }
+    Frontend::send(batch.take());
+    Frontend::awaitHandled();
+
+    const auto decoded = decode(type("dch filter pull keep 11").output);
+    EXPECT_THAT(decoded, HasSubstr("values: 19999\n"));
+    EXPECT_THAT(decoded, testing::Not(HasSubstr("values: 0\n")));
+}
+
+TEST_F(CollectorTest, MessagesThatLieHarmNobody) {
+    startCollector();
+    createFilter({"list count 100"});
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    BatchWriter writer(ozo_get_max_size());
+    ASSERT_TRUE(writer.addMeasurement("cpu:load", "", {1}));
+    ASSERT_TRUE(writer.addCounter("net:bytes", "", {1}));
+    const auto whole = writer.take();
+    for (std::size_t size = sizeof(ozo_msg); size < whole.size(); ++size) {
+        Frontend::send({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)});
+    }
+    Frontend::send(whole);
+    Frontend::awaitHandled();
+    EXPECT_EQ(type("dch filter pull keep 11").status, 0);
+    EXPECT_EQ(stopCollector(), 0) << collector->error();
+}
+
+// --- Start and stop ----------------------------------------------------------------------------
+
+TEST_F(CollectorTest, CollectorThatIsNotThereIsSaidInOneLine) {
+    const auto answer = type("dch filter status");
+    EXPECT_EQ(answer.status, 69);
+    EXPECT_THAT(answer.output, HasSubstr((unit.path() / "run/tessel/command.sock").string()));
+    EXPECT_EQ(std::count(answer.output.begin(), answer.output.end(), '\n'), 1);
+}
+
+TEST_F(CollectorTest, UnconfiguredUnitAnswersThatItIsDisabled) {
+    std::filesystem::remove_all(unit.path() / "opt");
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), disabled);
+    EXPECT_EQ(type("dch fs create limit 0"), disabled);
+    EXPECT_EQ(type("rodc list").status, 1);
+    EXPECT_EQ(ozo_locate("QuardexBeI"), OZO_NO_MAILBOX);
+    EXPECT_EQ(stopCollector(), 0);
+}
+
+TEST_F(CollectorTest, BudgetOfZeroAnswersThatItIsDisabled) {
+    writeDatabase("enabled = 1\nglobalMemoryLimit = 0\n");
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), disabled);
+    EXPECT_EQ(ozo_locate("QuardexBeI"), OZO_NO_MAILBOX);
+}
+
+TEST_F(CollectorTest, FilterLimitOfZeroAnswersThatItIsDisabled) {
+    writeDatabase("enabled = 1\nmaxFilterLimit = 0\n");
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), disabled);
+    EXPECT_EQ(ozo_locate("QuardexBeI"), OZO_NO_MAILBOX);
+}
+
+TEST_F(CollectorTest, MailboxNameInUseAnswersThatItIsDisabled) {
+    const auto taken = ozo_create_mailbox("QuardexBeI", 0);
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), disabled);
+    ozo_delete_mailbox(taken);
+}
+
+TEST_F(CollectorTest, WithoutObservabilityOnlyRodcIsDisabled) {
+    writeDatabase("enabled = 1\n");
+    startCollector();
+    EXPECT_EQ(type("dch filter status").status, 0);
+    EXPECT_EQ(type("rodc list"),
+              (Answer{1,
+                      "Since radio observability data collection is disabled, the functionality "
+                      "for this command is disabled.\n"}));
+}
+
+TEST_F(CollectorTest, RunsWithoutItsTraceProvider) {
+    const auto alone = unit.path() / "libqdxbe.so";
+    std::filesystem::copy_file(QDXBE, alone);
+    startCollector(alone);
+    EXPECT_EQ(type("dch filter status"), (Answer{0, "No filters found\n"}));
+    EXPECT_EQ(stopCollector(), 0) << collector->error();
+}
+
+TEST_F(CollectorTest, StopsCleanlyWhileBatchesFlow) {
+    startCollector();
+    createFilter({"list count 100"});
+    std::atomic<bool> done = false;
+    std::thread sender([&] {
+        const Frontend frontend;
+        BatchWriter batch(ozo_get_max_size());
+        while (!done) {
+            for (int i = 0; i < 100; ++i) {
+                EXPECT_TRUE(batch.addMeasurement("cpu:load", "", {i}));
+            }
+            Frontend::send(batch.take());
+        }
+    });
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(type("dch filter status").status, 0);
+    }
+    EXPECT_EQ(stopCollector(), 0) << collector->error();
+    done = true;
+    sender.join();
+}
+
+TEST_F(CollectorTest, StartsAgainAfterACrash) {
+    startCollector();
+    createFilter({"list count 100"});
+    collector->signal(SIGKILL);
+    EXPECT_EQ(collector->awaitExit(), 128 + SIGKILL);
+    EXPECT_EQ(ozo_locate("QuardexBeI"), OZO_NO_MAILBOX);
+
+    startCollector();
+    EXPECT_EQ(type("dch filter status"), (Answer{0, "No filters found\n"}));
+    const Frontend frontend;
+    Frontend::awaitHandled();
+}
+
+// --- The host as a frontend --------------------------------------------------------------------
+
+// Pulls until there is data, each time after the collector has been asked something else.
+Answer pullOnceThereIsData() {
+    for (int tries = 0; tries < 2000; ++tries) {
+        auto answer = type("dch filter pull keep 11");
+        if (answer.status == 0) {
+            return answer;
+        }
+    }
+    return {-1, "no data"};
+}
+
+TEST_F(CollectorTest, HostFrontendFeedsACollectorThatStartsLaterAndAgain) {
+    std::ofstream(unit.path() / "objects.xml") << std::ifstream(HOST_OBJECTS).rdbuf();
+    const Process hostfe({HOSTFE, "--rate", "50"});
+    for (int round = 0; round < 2; ++round) {
+        startCollector();
+        createFilter({"tags CPU list count 10"});
+        const auto decoded = decode(pullOnceThereIsData().output);
+        EXPECT_THAT(decoded, HasSubstr("hwSerialNumber"));
+        EXPECT_THAT(decoded, HasSubstr("device_id: 0"));
+        collector->signal(SIGKILL);
+        collector->awaitExit();
+    }
+}
+
+}  // namespace

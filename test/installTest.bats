@@ -1,0 +1,59 @@
+#!/usr/bin/env bats
+# An installed system, in a folder of the test's own. $BUILD is the build directory to install from.
+
+load support/await
+
+setup_file() {
+    export PREFIX=$BATS_FILE_TMPDIR/prefix
+    cmake --install "$BUILD" --prefix "$PREFIX" >"$BATS_FILE_TMPDIR/log"
+}
+
+setup() {
+    export UNIT_ROOT=$BATS_TEST_TMPDIR
+    qdxd=
+}
+
+teardown() {
+    [ -z "$qdxd" ] || kill -KILL "$qdxd" 2>/dev/null || true
+}
+
+answers() {
+    status=0
+    output=$("$PREFIX/bin/dch" filter status 2>&1) || status=$?
+    [ $status -ne 69 ]
+}
+
+@test "the installed daemon finds the installed library" {
+    database=$UNIT_ROOT/opt/zelvasw/srv/database/qdx/swdb.cfg
+    list=$PREFIX/share/doc/qdxbe/examples/host/infoObjectList.xml
+    mkdir -p "${database%/*}"
+    sed "s|@INFO_OBJECT_LIST@|$list|" "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg" >"$database"
+    "$PREFIX/sbin/qdxd" >"$UNIT_ROOT/log" 2>&1 3>&- &
+    qdxd=$!
+    await answers
+    [ "$output" = "No filters found" ]
+    [ -f "$list" ]
+    library=$(find "$PREFIX" -name libqdxbe.so)
+    grep -q "$library" "/proc/$qdxd/maps"
+    kill -TERM "$qdxd"
+    wait "$qdxd"
+    qdxd=
+}
+
+@test "the trace provider stands beside the library" {
+    library=$(find "$PREFIX" -name libqdxbe.so)
+    [ -f "${library%/*}/libqdxbe_lttng.so" ]
+}
+
+@test "every installed program tells its version, and has a manual page" {
+    for program in bin/dch bin/rodc bin/hostfe bin/qdxview sbin/qdxd; do
+        run "$PREFIX/$program" --version
+        [ "$status" -eq 0 ]
+        [[ $output == "${program#*/} "[0-9]* ]]
+        mandoc -T lint -W error "$PREFIX"/share/man/man*/"${program#*/}".[18]
+    done
+}
+
+@test "the schema that decodes a pull is installed" {
+    protoc -I "$PREFIX/share/qdxbe" --descriptor_set_out=/dev/null InfoObjectCollections.proto
+}
