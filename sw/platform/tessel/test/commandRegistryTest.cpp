@@ -216,7 +216,8 @@ TEST_F(CommandRegistryTest, SendsAFullBufferWithoutAFlush) {
 }
 
 TEST_F(CommandRegistryTest, CarriesFiftyMegabytesWhole) {
-    std::string text(50000000, '\0');
+    std::string text;
+    text.resize(50000000);
     for (std::size_t i = 0; i < text.size(); ++i) {
         text[i] = static_cast<char>('a' + i % 23);
     }
