@@ -22,13 +22,13 @@ check:
 
 bench:
 	@scripts/install-deps
-	@scripts/build bench
+	@scripts/build bench qdx_bench
 	@scripts/bench $(ARGS)
 
 # Seconds for each fuzz target, e.g. make fuzz ARGS=600
 fuzz:
 	@scripts/install-deps
-	@scripts/build fuzz
+	@scripts/build fuzz fuzzers
 	@scripts/fuzz $(ARGS)
 
 format:

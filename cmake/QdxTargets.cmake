@@ -11,14 +11,14 @@ if(QDX_SANITIZE)
     add_link_options(-fsanitize=${QDX_SANITIZE})
 endif()
 
-# qdx_add_library(name [SHARED] SOURCES ... [LIBS ...]): headers of the library stand in inc/ beside its CMakeLists.txt.
+# What the tests labelled platform and e2e run: the programs with threads and processes, for ThreadSanitizer.
+add_custom_target(threaded)
+
+# qdx_add_library(name SOURCES ... [LIBS ...] [PRIVATE_LIBS ...]): a static library; its headers stand in inc/ beside its
+# CMakeLists.txt.
 function(qdx_add_library name)
-    cmake_parse_arguments(arg "SHARED" "" "SOURCES;LIBS;PRIVATE_LIBS" ${ARGN})
-    set(kind STATIC)
-    if(arg_SHARED)
-        set(kind SHARED)
-    endif()
-    add_library(${name} ${kind} ${arg_SOURCES})
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBS;PRIVATE_LIBS" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
     target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/inc)
     target_link_libraries(${name} PUBLIC ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
     qdx_own_code(${name})
@@ -51,6 +51,9 @@ function(qdx_add_tests name)
     qdx_own_code(${name})
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
         PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+    if(arg_LABELS MATCHES "platform|e2e")
+        add_dependencies(threaded ${name})
+    endif()
 endfunction()
 
 # qdx_add_bats_tests(file PROGRAMS NAME=path... [LABELS ...] [TIMEOUT s]): a bats file as one test, which finds the

@@ -41,8 +41,6 @@ Outcome read(std::string text) {
     }
     outcome.faults = context.getErrWarn();
     outcome.includes = context.getInclude();
-    // A document that is well formed to its end leaves no element open.
-    Qdx::Fuzz::require(outcome.thrown || !outcome.faults.empty() || context.getHierarchy().empty());
     return outcome;
 }
 

@@ -22,7 +22,8 @@ const std::map<AggregationMethod, std::string>& aggregationMethodTexts();
 const std::map<AggregationPeriod, std::string>& aggregationPeriodTexts();
 const std::map<TypeOfData, std::string>& typeOfDataTexts();
 
-// What a capture statement asks of an aggregator. The filter keeps it beside the aggregator and passes it into every call.
+// What a capture statement asks of an aggregator. The filter keeps it beside the aggregator and
+// passes it into every call.
 namespace AggregatorParams {
 
 // One number per window of seconds, the newest windows kept.
@@ -57,13 +58,15 @@ using AggregatorParamsVariant =
     std::variant<std::monostate, AggregatorParams::DurationNonList, AggregatorParams::DurationList,
                  AggregatorParams::CountNonList, AggregatorParams::CountList>;
 
-// Fed with the samples of one key and pulled through its filter, on that filter's thread. Derived classes override the feedValue
-// of the one kind of sample that they take; the others throw std::runtime_error. The first sample comes with the constructor.
+// Fed with the samples of one key and pulled through its filter, on that filter's thread. Derived
+// classes override the feedValue of the one kind of sample that they take; the others throw
+// std::runtime_error. The first sample comes with the constructor.
 class Aggregator {
 public:
     virtual ~Aggregator() = default;
 
-    // 0 min, 1 max, 2 average, 3 sum, 4 list: the order of the output format, not of AggregationMethod.
+    // 0 min, 1 max, 2 average, 3 sum, 4 list: the order of the output format, not of
+    // AggregationMethod.
     virtual int getGpbAggrType() const = 0;
 
     // Takes a sample. When memory is refused, old data gives way in silence.
@@ -76,7 +79,8 @@ public:
 
     // Adds what is kept to the encoder as one collection under the key; nothing if nothing is kept.
     virtual void pullData(const AggregatorParamsVariant& params, time_point now,
-                          const std::pair<InfoObjectId, std::string>& key, OutputEncoderIf* encoder) = 0;
+                          const std::pair<InfoObjectId, std::string>& key,
+                          OutputEncoderIf* encoder) = 0;
 
     // Drops what is kept and gives its memory back; a window in progress carries on.
     virtual void clearData(const AggregatorParamsVariant& params, time_point now) = 0;

@@ -15,22 +15,24 @@
 
 namespace Qdx::Backend {
 
-// " tags CPU NET context rfBranch 3 min count 10 100 list duration 60": optional tags that an object must all have, an optional
-// context selector, then one or more aggregator clauses. Every clause begins with one blank, the first included. Doesn't change
-// once parsed.
+// " tags CPU NET context rfBranch 3 min count 10 100 list duration 60": optional tags that an
+// object must all have, an optional context selector, then one or more aggregator clauses. Every
+// clause begins with one blank, the first included. Doesn't change once parsed.
 //
-// The class has no allocator_type: copies, also those inside a container on a budget, take the default resource.
+// The class has no allocator_type: copies, also those inside a container on a budget, take the
+// default resource.
 class CaptureStatement {
 public:
     using AggregatorEntry = std::pair<std::shared_ptr<Aggregator>, AggregatorParamsVariant>;
 
-    // Texts longer than this are refused as unparsable: the standard library's regular expressions recurse once per character.
+    // Texts longer than this are refused as unparsable: the standard library's regular expressions
+    // recurse once per character.
     static constexpr std::size_t maxTextSize = 8192;
 
     explicit CaptureStatement(const std::pmr::polymorphic_allocator<std::byte>& allocator);
 
-    // Empty on failure; text then holds what wasn't consumed. Throws std::out_of_range when the number of a list clause doesn't fit
-    // 32 bits.
+    // Empty on failure; text then holds what wasn't consumed. Throws std::out_of_range when the
+    // number of a list clause doesn't fit 32 bits.
     static std::optional<CaptureStatement> parse(std::string& text);
 
     // Consume one clause at the start of text, if one stands there.
@@ -46,8 +48,9 @@ public:
     // By tags, then by aggregators; the context takes no part.
     bool operator<(const CaptureStatement& other) const;
 
-    // Appends an aggregator for each entry that has one for this kind of sample, if the object and the context are captured. The
-    // sample enters through the constructors. std::bad_alloc passes through; what was appended stays for the caller to drop.
+    // Appends an aggregator for each entry that has one for this kind of sample, if the object and
+    // the context are captured. The sample enters through the constructors. std::bad_alloc passes
+    // through; what was appended stays for the caller to drop.
     void createAggregators(std::pmr::vector<AggregatorEntry>& out, const InfoObject& object,
                            const std::string& context, time_point now,
                            const Qdx::V1::MeasurementData& value,

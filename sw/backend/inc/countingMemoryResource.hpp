@@ -12,16 +12,19 @@
 
 namespace Qdx::Backend {
 
-// Passes requests on to an upstream resource, counts what is held and refuses with std::bad_alloc what would exceed its budget.
-// Chained, several of them hold one request to several limits; a refusal is recorded once, by the resource that refused, under the
-// names of the whole path, and leaves every budget as it was. Users treat a refusal as an ordinary event.
+// Passes requests on to an upstream resource, counts what is held and refuses with std::bad_alloc
+// what would exceed its budget. Chained, several of them hold one request to several limits; a
+// refusal is recorded once, by the resource that refused, under the names of the whole path, and
+// leaves every budget as it was. Users treat a refusal as an ordinary event.
 //
-// Counts bytes as requested, without alignment or the heap's own overhead; keeps nothing per block. The path and the failures are
-// shared by all resources of the process without a lock: all use stays on one thread at a time. Destroy the containers first.
+// Counts bytes as requested, without alignment or the heap's own overhead; keeps nothing per block.
+// The path and the failures are shared by all resources of the process without a lock: all use
+// stays on one thread at a time. Destroy the containers first.
 class CountingMemoryResource : public std::pmr::memory_resource {
 public:
-    // upstream must outlive the resource. remainingSize counts the bytes that may still be allocated, and resources that share it
-    // draw on one budget; empty means no limit at this level.
+    // upstream must outlive the resource. remainingSize counts the bytes that may still be
+    // allocated, and resources that share it draw on one budget; empty means no limit at this
+    // level.
     CountingMemoryResource(std::pmr::memory_resource* upstream, const std::string& name,
                            std::shared_ptr<unsigned long> remainingSize);
     ~CountingMemoryResource() override;
@@ -34,12 +37,14 @@ public:
     unsigned long getMaxAllocatedSize() const { return maxAllocatedSize; }
     // Empty if the resource has no limit.
     std::optional<unsigned long> getRemainingSize() const;
-    // Overwrites the budget, for all who share it; a resource without one gets its own. Frees nothing.
+    // Overwrites the budget, for all who share it; a resource without one gets its own. Frees
+    // nothing.
     void setRemainingSize(unsigned long bytes);
     // Requests that this resource itself refused.
     unsigned long getNumFailures() const { return numFailures; }
 
-    // Writes one line for each path that ended in a refusal, also of resources that are gone, with its count.
+    // Writes one line for each path that ended in a refusal, also of resources that are gone, with
+    // its count.
     static void debugAll(std::ostream& os);
 
 protected:

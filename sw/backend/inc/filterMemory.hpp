@@ -10,15 +10,17 @@
 
 namespace Qdx::Backend {
 
-// A limit, not a reservation: main memory (structures) may take 70 percent of it, content (samples) 99, both together all of it;
-// behind that stand the global limits. Without a limit the resources only count.
+// A limit, not a reservation: main memory (structures) may take 70 percent of it, content (samples)
+// 99, both together all of it; behind that stand the global limits. Without a limit the resources
+// only count.
 //
 // main:    <name>.outerMain    -> <name>.innerMain    -> globalMain    -> global -> heap
 // content: <name>.outerContent -> <name>.innerContent -> globalContent -> global -> heap
 class FilterMemory {
 public:
     // global must outlive the object.
-    FilterMemory(const std::string& name, std::optional<unsigned long> maxSize, GlobalMemory* global);
+    FilterMemory(const std::string& name, std::optional<unsigned long> maxSize,
+                 GlobalMemory* global);
 
     CountingMemoryResource* getMainResource() { return &outerMain; }
     CountingMemoryResource* getContentResource() { return &outerContent; }

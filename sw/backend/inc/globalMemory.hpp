@@ -5,7 +5,8 @@
 
 namespace Qdx::Backend {
 
-// main (structures) may take 70 percent of the limit, content (samples) 99, both together all of it.
+// main (structures) may take 70 percent of the limit, content (samples) 99, both together all of
+// it.
 class GlobalMemory {
 public:
     explicit GlobalMemory(unsigned long size);

@@ -58,7 +58,7 @@ InfoObject object(const std::set<std::string>& tags = {}) {
     return {InfoObjectId{7}, "object", InfoObjectType::Measurement, "", "1", "", tags};
 }
 
-// The kinds of aggregators of one list, and their parameters as text.
+// Parameters as text.
 std::string describe(const AggregatorParamsVariant& params) {
     using namespace AggregatorParams;
     std::ostringstream out;

@@ -60,6 +60,8 @@ bool rodcIsLive() {
 
 class QuardexStartTest : public testing::Test {
 protected:
+    QuardexStartTest() { TraceRecorder::instance().clear(); }
+
     void start(const std::string& toml) {
         root.writeDatabase("[qdx]\n" + toml);
         collector = std::make_unique<Quardex>();

@@ -2,22 +2,20 @@
 
 usage: lttngTraceTest.py EMITTER PROVIDER [unittest arguments]
 
-Each test copies the emitter, and mostly the provider, into a directory of its own, which is also the home of the session daemon.
-As root it all runs as nobody: the daemon of root would be the machine's own.
+Each test copies the emitter, and mostly the provider, into the home of a session daemon of its own.
 """
 import os
+import pathlib
 import re
-import select
 import shutil
-import signal
 import subprocess
 import sys
-import tempfile
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[4] / "test/support"))
+from lttngSession import DEADLINE_SECONDS, SessionTest
+
 EMITTER = PROVIDER = None
-DEADLINE_SECONDS = 60
-NOBODY = 65534
 NAME = "com_zelva_zelvasw_qdxbe"
 LEVELS = ["ERROR", "INFO", "TRACE5", "TRACE6", "TRACE7"]
 
@@ -45,27 +43,13 @@ def statement_lines():
         return [number for number, line in enumerate(source, 1) if "QDX_TRACE(" in line]
 
 
-class TraceTest(unittest.TestCase):
+class TraceTest(SessionTest):
     def setUp(self):
-        self.home = tempfile.mkdtemp(prefix="lttngTrace.")
-        self.addCleanup(shutil.rmtree, self.home, ignore_errors=True)
+        super().setUp()
         self.emitter = shutil.copy(EMITTER, self.home)
-        self.identity = {}
-        if os.geteuid() == 0:
-            os.chown(self.home, NOBODY, NOBODY)
-            self.identity = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
-        self.environment = dict(os.environ, HOME=self.home, LTTNG_HOME=self.home, LTTNG_UST_HOME=self.home,
-                                LTTNG_UST_REGISTER_TIMEOUT=str(DEADLINE_SECONDS * 1000), TZ="UTC", LC_ALL="C")
-        self.environment.pop("LD_LIBRARY_PATH", None)
 
     def install_provider(self):
         return shutil.copy(PROVIDER, self.home)
-
-    def run_tool(self, *command):
-        result = subprocess.run(command, cwd=self.home, env=self.environment, stdin=subprocess.DEVNULL,
-                                capture_output=True, text=True, timeout=DEADLINE_SECONDS, **self.identity)
-        self.assertEqual(result.returncode, 0, f"{command}: {result.stdout}{result.stderr}")
-        return result.stdout
 
     def emit(self):
         """Runs the emitter; gives the levels that were on."""
@@ -77,28 +61,6 @@ class TraceTest(unittest.TestCase):
         self.assertEqual(ready, "ready")
         return levels
 
-
-class SessionTest(TraceTest):
-    def setUp(self):
-        super().setUp()
-        pid_file = os.path.join(self.home, "sessiond.pid")
-        # Returns when the daemon is ready; without pipes, which the daemon would keep open.
-        subprocess.run(["lttng-sessiond", "--background", "--no-kernel", "--pidfile", pid_file], cwd=self.home,
-                       env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                       stderr=subprocess.DEVNULL, timeout=DEADLINE_SECONDS, check=True, **self.identity)
-        with open(pid_file) as file:
-            self.addCleanup(self.end_daemon, int(file.read()))
-        self.run_tool("lttng", "create", "collector", "--output", os.path.join(self.home, "trace"))
-
-    def end_daemon(self, pid):
-        descriptor = os.pidfd_open(pid)
-        try:
-            signal.pidfd_send_signal(descriptor, signal.SIGTERM)
-            ended, _, _ = select.select([descriptor], [], [], DEADLINE_SECONDS)
-            self.assertTrue(ended, "the session daemon did not end")
-        finally:
-            os.close(descriptor)
-
     def record(self, pattern):
         """Records the events that match while the emitter runs; gives the levels that were on."""
         self.run_tool("lttng", "enable-event", "--userspace", pattern)
@@ -108,7 +70,7 @@ class SessionTest(TraceTest):
         return levels
 
 
-class WithoutProvider(SessionTest):
+class WithoutProvider(TraceTest):
     """Each test records everything, so that a provider which did work would show."""
 
     def replace_in_provider(self, old, new):
@@ -136,7 +98,7 @@ class WithoutProvider(SessionTest):
         self.assertEqual(self.record(f"{NAME}:*"), [])
 
 
-class WithProvider(SessionTest):
+class WithProvider(TraceTest):
     def setUp(self):
         super().setUp()
         self.install_provider()
