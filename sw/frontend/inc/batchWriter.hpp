@@ -18,10 +18,10 @@ namespace Qdx::V1 {
 // Collects samples up to the size of one message. Once its buffers have grown to that size, adding
 // a sample allocates nothing.
 //
-// Adding gives false, and leaves the batch as it is, when the sample doesn't fit any more. Throws
-// std::invalid_argument if the name is empty, or name or context hold white space or a NUL, which
-// would cut the text in another place at the receiver; std::length_error if the sample is larger
-// than a whole message.
+// Adding gives false when the sample doesn't fit any more. Throws std::invalid_argument if the name
+// is empty, or name or context hold white space or a NUL, which would cut the text in another place
+// at the receiver; std::length_error if the sample is larger than a whole message; std::bad_alloc.
+// A sample that is not added leaves the batch as it is.
 //
 // One thread at a time.
 class BatchWriter {
@@ -39,7 +39,8 @@ public:
     // True while nothing was added since construction or the last take().
     bool empty() const;
 
-    // The message of what was added; the writer is empty afterwards and keeps its buffers.
+    // The message of what was added; the writer is empty afterwards and keeps its buffers. Throws
+    // std::bad_alloc, with nothing taken.
     MessageBytes take(References references = {});
 
 private:

@@ -1,5 +1,6 @@
 #include "batchWriter.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -15,6 +16,14 @@ void requireWord(std::string_view text) {
     if (text.find_first_of(wordEnds) != std::string_view::npos) {
         throw std::invalid_argument("BatchWriter: white space or NUL in \"" + std::string(text) +
                                     "\"");
+    }
+}
+
+// Room for a whole item before its first byte: what is added to the section then can't fail.
+void makeRoom(MessageBytes& section, std::size_t itemSize) {
+    const std::size_t needed = section.size() + itemSize;
+    if (needed > section.capacity()) {
+        section.reserve(std::max(needed, 2 * section.capacity()));
     }
 }
 
@@ -87,6 +96,7 @@ bool BatchWriter::beginItem(MessageBytes& section, std::string_view name, std::s
     if (size() + itemSize > maximumSize) {
         return false;
     }
+    makeRoom(section, itemSize);
     append(section, name);
     if (!context.empty()) {
         section.push_back(' ');

@@ -139,6 +139,59 @@ TEST(BatchWriterTest, RefusesASampleWithoutAName) {
     EXPECT_TRUE(batch.empty());
 }
 
+// Adds to a batch of one sample, with allocation 0, 1, 2, ... of the adding failing until none
+// does; gives the number of failures.
+template <typename Add>
+std::size_t sweepAdding(Add add) {
+    for (std::size_t failing = 0;; ++failing) {
+        BatchWriter batch(1000);
+        if (!batch.addMeasurement("abc", "", {1})) {
+            throw std::logic_error("the first sample doesn't fit");
+        }
+        bool failed = false;
+        {
+            const AllocationFault fault(failing);
+            try {
+                add(batch);
+            } catch (const std::bad_alloc&) {
+                failed = fault.hasFailed();
+            }
+        }
+        if (!failed) {
+            return failing;
+        }
+        EXPECT_EQ(toHex(batch.take()), numberInHostOrder(0x017070C3) +
+                                           " 00000000 00000000 00000000 00000010 00000000 00000000"
+                                           " 61626300 00000008 00000000 00000001");
+    }
+}
+
+TEST(BatchWriterTest, SampleThatMemoryRefusesLeavesTheBatchAsItIs) {
+    const std::string longContext = "rfBranch=1,carrierId=" + std::string(100, '7');
+    const MessageBytes payload(100);
+    EXPECT_EQ(sweepAdding([&](BatchWriter& batch) {
+                  EXPECT_TRUE(batch.addMeasurement("name", longContext, {2}));
+              }),
+              1U);
+    EXPECT_EQ(sweepAdding([&](BatchWriter& batch) {
+                  EXPECT_TRUE(batch.addCounter("name", longContext, {2}));
+              }),
+              1U);
+    EXPECT_EQ(
+        sweepAdding([&](BatchWriter& batch) { EXPECT_TRUE(batch.addRecord("name", "", payload)); }),
+        1U);
+}
+
+TEST(BatchWriterTest, MessageThatMemoryRefusesTakesNothing) {
+    BatchWriter batch(1000);
+    ASSERT_TRUE(batch.addMeasurement("abc", "", {1}));
+    {
+        const AllocationFault fault(0);
+        EXPECT_THROW(batch.take(), std::bad_alloc);
+    }
+    EXPECT_EQ(batch.take().size(), beProcessBatchesFixedSize + 16);
+}
+
 TEST(BatchWriterTest, AddingAllocatesNothingOnceTheBuffersHaveGrown) {
     BatchWriter batch(65536);
     const MessageBytes payload(16);
