@@ -1,12 +1,11 @@
 #include "batchReader.hpp"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <random>
 #include <sstream>
 
 #include "batchMessage.hpp"
-#include "bigEndian.hpp"
 
 namespace Qdx::Backend {
 namespace {

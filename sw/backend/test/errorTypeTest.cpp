@@ -18,6 +18,12 @@ TEST(ErrorTypeTest, EveryResultHasItsText) {
 
 TEST(ErrorTypeTest, ResultsKeepTheirNumbers) {
     EXPECT_EQ(static_cast<int>(ErrorType::NoError), 0);
+    EXPECT_EQ(static_cast<int>(ErrorType::MaxFiltersReached), 1);
+    EXPECT_EQ(static_cast<int>(ErrorType::NotEnoughMemory), 2);
+    EXPECT_EQ(static_cast<int>(ErrorType::InvalidFilterSpecs), 3);
+    EXPECT_EQ(static_cast<int>(ErrorType::NoSuchFilter), 4);
+    EXPECT_EQ(static_cast<int>(ErrorType::FilterDisabled), 5);
+    EXPECT_EQ(static_cast<int>(ErrorType::MetaDataNotSet), 6);
     EXPECT_EQ(static_cast<int>(ErrorType::NoDataYet), 7);
 }
 

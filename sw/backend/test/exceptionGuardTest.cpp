@@ -2,16 +2,19 @@
 
 #include <gmock/gmock.h>
 
-#include <iostream>
 #include <memory>
+#include <new>
+#include <sstream>
 #include <stdexcept>
 
+#include "heapFault.hpp"
 #include "traceRecorder.hpp"
 
 namespace Qdx::Backend {
 
 namespace {
 
+using Qdx::Test::HeapFault;
 using Qdx::Test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -91,6 +94,44 @@ TEST_F(ExceptionGuardTest, CatchesInSilenceWhenErrorIsOff) {
     const std::function<int()> body = []() -> int { throw std::runtime_error("no luck"); };
     EXPECT_EQ(exceptionGuard(body)(), 0);
     EXPECT_THAT(trace.lines(), IsEmpty());
+}
+
+// Calls a guarded function with allocation 0, 1, 2, ... of the call failing until none does; gives
+// the number of failures. Each call must end in the value-initialised result.
+std::size_t sweepGuarded(const std::function<int()>& body) {
+    const auto guarded = exceptionGuard(body);
+    for (std::size_t failing = 0;; ++failing) {
+        int result = -1;
+        bool failed = false;
+        {
+            const HeapFault fault(failing);
+            try {
+                result = guarded();
+            } catch (...) {
+                result = -2;
+            }
+            failed = fault.hasFailed();
+        }
+        EXPECT_EQ(result, 0) << "allocation " << failing;
+        if (!failed || testing::Test::HasFailure()) {
+            return failing;
+        }
+    }
+}
+
+// The line of the last call, which nothing failed, is whole; those before are cut or missing.
+TEST_F(ExceptionGuardTest, LetsNothingOutWhenTheHeapIsOutWhileItTraces) {
+    EXPECT_GT(sweepGuarded([]() -> int { throw std::bad_alloc(); }), 0U);
+    ASSERT_THAT(trace.texts(Level::Error), testing::Not(IsEmpty()));
+    EXPECT_EQ(trace.texts(Level::Error).back(),
+              std::string("Caught exception: ") + std::bad_alloc().what());
+
+    const std::string text(100, 'x');
+    EXPECT_GT(sweepGuarded([&]() -> int { throw std::runtime_error(text); }), 1U);
+    EXPECT_EQ(trace.texts(Level::Error).back(), "Caught exception: " + text);
+
+    EXPECT_GT(sweepGuarded([]() -> int { throw 7; }), 0U);
+    EXPECT_EQ(trace.texts(Level::Error).back(), "Caught unknown exception");
 }
 
 }  // namespace

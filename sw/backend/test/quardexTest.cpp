@@ -6,17 +6,23 @@
 #include <sstream>
 
 #include "InfoObjectCollections.pb.h"
-#include "batchMessage.hpp"
+#include "batch.hpp"
+#include "flushCounter.hpp"
+#include "frontendMessages.hpp"
+#include "heapFault.hpp"
+#include "memoryFaults.hpp"
 #include "parsedStatement.hpp"
-#include "tessel/util.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
-#include "wireFormat.hpp"
 
 namespace Qdx::Backend {
 namespace {
 
-using Qdx::Test::BatchMessage;
+using Qdx::Test::Batch;
+using Qdx::Test::DefaultResourceScope;
+using Qdx::Test::FailingResource;
+using Qdx::Test::FlushCounter;
+using Qdx::Test::HeapFault;
 using Qdx::Test::parsedAll;
 using Qdx::Test::TraceRecorder;
 using std::chrono::seconds;
@@ -60,9 +66,7 @@ protected:
                                       spec.printable);
     }
 
-    void feed(const BatchMessage& batch) {
-        collector.handleBeProcessBatchesUreq(batch.message().get());
-    }
+    void feed(Batch& batch) { collector.handleBeProcessBatchesUreq(batch.message().get()); }
 
     void feedMetaData() {
         RadioMetaData metaData;
@@ -76,13 +80,9 @@ protected:
     }
 
     void feedMetaData(const RadioMetaData& metaData) {
-        const auto bytes = metaData.SerializeAsString();
-        const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
-        std::vector<unsigned char> behind(8);
-        behind.insert(behind.end(), text.begin(), text.end());
-        behind.push_back(0);
-        collector.handleBeProcessMetaDataUreq(
-            Qdx::Test::messageOf(V1::beProcessMetaDataUreq, behind).get());
+        const std::unique_ptr<ozo_msg, decltype(&ozo_free)> msg(
+            V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
+        collector.handleBeProcessMetaDataUreq(msg.get());
     }
 
     // Values of the measurement that the filter holds.
@@ -96,6 +96,30 @@ protected:
         }
         const auto& values = collections.measurementcollections(0).values();
         return {values.begin(), values.end()};
+    }
+
+    unsigned long globallyHeld() {
+        return collector.getGlobalMemory()->getCommonResource()->getAllocatedSize();
+    }
+
+    // What a refused creation of filter 1 leaves behind, beside filter 2 with its one sample.
+    void expectRefusedBesideAnIntactFilter(ErrorType result, unsigned long heldBefore) {
+        EXPECT_EQ(result, ErrorType::NotEnoughMemory);
+        EXPECT_FALSE(exists(1));
+        EXPECT_THROW(collector.getFilterMemory(FilterId{1}), std::out_of_range);
+        EXPECT_EQ(globallyHeld(), heldBefore);
+        EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getRemainingSize(),
+                  1'000'000 - heldBefore);
+        EXPECT_THAT(held(2), ElementsAre(5));
+        EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty());
+    }
+
+    // Filter 2, with one sample; gives what is held then.
+    unsigned long createNeighbour() {
+        EXPECT_EQ(create({.id = 2, .name = "neighbour"}), ErrorType::NoError);
+        feed(Batch().measurement("a:b:1", 5));
+        TraceRecorder::instance().clear();
+        return globallyHeld();
     }
 
     bool exists(std::int64_t id) const {
@@ -138,7 +162,7 @@ TEST_F(QuardexTest, AtTheLimitEvenAReplacementIsRefusedAndTheOldFilterStays) {
 
 TEST_F(QuardexTest, BelowTheLimitAnExistingFilterIsReplacedWithItsData) {
     create({.id = 1, .name = "old"});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     EXPECT_EQ(create({.id = 1, .name = "new"}), ErrorType::NoError);
     EXPECT_EQ(collector.findFilter("old"), std::nullopt);
     EXPECT_EQ(collector.findFilter("new"), FilterId{1});
@@ -156,8 +180,74 @@ TEST_F(QuardexTest, FailedReplacementLosesTheOldFilterAndLeavesNoTrace) {
     EXPECT_EQ(create({.id = 1, .name = "new", .memoryLimit = 10}), ErrorType::NotEnoughMemory);
     EXPECT_FALSE(exists(1));
     EXPECT_THROW(collector.getFilterMemory(FilterId{1}), std::out_of_range);
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(), 0);
+    EXPECT_EQ(globallyHeld(), 0);
     EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty());
+}
+
+// What a filter without samples takes of main memory.
+unsigned long sizeOfFilter(const std::string& name, const std::vector<std::string>& statements) {
+    CountingMemoryResource main(std::pmr::new_delete_resource(), "main", nullptr);
+    const auto filter = std::allocate_shared<Filter>(std::pmr::polymorphic_allocator<Filter>(&main),
+                                                     name, parsedAll(statements), Enabled::Yes,
+                                                     Static::No, Printable::No, &main, &main);
+    return main.getAllocatedSize();
+}
+
+const std::string longName(100, 'n');
+
+TEST_F(QuardexTest, CreationIsWholeOrUndoneWhereverTheHeapRunsOut) {
+    const auto before = createNeighbour();
+    const auto statements = parsedAll({"tags CPU max count 10 100 list count 5", "list count 7"});
+    std::size_t failing = 0;
+    for (bool failed = true; failed && !HasFailure(); ++failing) {
+        ErrorType result{};
+        {
+            const HeapFault fault(failing);
+            result = collector.createFilter(FilterId{1}, longName, statements, 50'000, Enabled::Yes,
+                                            Static::No, Printable::No);
+            failed = fault.hasFailed();
+        }
+        if (failed) {
+            expectRefusedBesideAnIntactFilter(result, before);
+        } else {
+            EXPECT_EQ(result, ErrorType::NoError);
+        }
+    }
+    EXPECT_GT(failing, 10U);
+    EXPECT_EQ(collector.findFilter(longName), FilterId{1});
+}
+
+TEST_F(QuardexTest, CreationIsWholeOrUndoneWhereverTheCopyOfItsStatementsFails) {
+    const auto before = createNeighbour();
+    const auto statements = parsedAll({"tags CPU max count 10 100 list count 5", "list count 7"});
+    const auto failures = Qdx::Test::sweepAllocations([&](FailingResource& resource) {
+        const DefaultResourceScope scope(&resource);
+        const auto result = collector.createFilter(FilterId{1}, longName, statements, 0,
+                                                   Enabled::Yes, Static::No, Printable::No);
+        if (resource.hasFailed()) {
+            expectRefusedBesideAnIntactFilter(result, before);
+        } else {
+            EXPECT_EQ(result, ErrorType::NoError);
+            collector.deleteFilter(FilterId{1}, out);
+        }
+    });
+    EXPECT_GT(failures, 2U);
+}
+
+TEST_F(QuardexTest, CreationIsUndoneUntilItsLimitHoldsTheWholeFilter) {
+    const auto before = createNeighbour();
+    const std::vector<std::string> statements = {"tags CPU list count 5", "list count 7"};
+    const auto needed = sizeOfFilter(longName, statements);
+    unsigned long limit = 1;
+    for (; needed > limit * 70 / 100; ++limit) {
+        const auto result =
+            create({.id = 1, .name = longName, .statements = statements, .memoryLimit = limit});
+        expectRefusedBesideAnIntactFilter(result, before);
+        ASSERT_FALSE(HasFailure()) << "with " << limit << " bytes for " << needed;
+    }
+    EXPECT_EQ(create({.id = 1, .name = longName, .statements = statements, .memoryLimit = limit}),
+              ErrorType::NoError);
+    EXPECT_EQ(globallyHeld(), before + needed);
 }
 
 TEST_F(QuardexTest, MemoryLimitZeroMeansNoLimitOfItsOwn) {
@@ -171,9 +261,8 @@ TEST_F(QuardexTest, FilterLiesInItsOwnBudget) {
     create({.id = 1, .name = "f"});
     auto* memory = collector.getFilterMemory(FilterId{1});
     EXPECT_EQ(memory->getMainResource()->getName(), "f.outerMain");
-    EXPECT_GE(memory->getAllocatedSize(), sizeof(Filter));
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(),
-              memory->getAllocatedSize());
+    EXPECT_EQ(memory->getAllocatedSize(), sizeOfFilter("f", {"list count 100"}));
+    EXPECT_EQ(globallyHeld(), memory->getAllocatedSize());
 }
 
 TEST_F(QuardexTest, MemoryOfAnUnknownFilterThrows) {
@@ -208,7 +297,7 @@ TEST_F(QuardexTest, DisabledFilterIsSkippedByTheFanOut) {
     create({.id = 1});
     create({.id = 2});
     collector.disableFilter(FilterId{1});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     collector.enableFilter(FilterId{1});
     EXPECT_THAT(held(1), IsEmpty());
     EXPECT_THAT(held(2), ElementsAre(5));
@@ -224,12 +313,12 @@ TEST_F(QuardexTest, EnablingAndDisablingUnknownFiltersIsIgnored) {
 
 TEST_F(QuardexTest, DeletesAFilterWithItsMemory) {
     create({.id = 1});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     collector.deleteFilter(FilterId{1}, out);
     EXPECT_EQ(out.str(), "Deleting filter with ID: 1\n");
     EXPECT_FALSE(exists(1));
     EXPECT_THROW(collector.getFilterMemory(FilterId{1}), std::out_of_range);
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(), 0);
+    EXPECT_EQ(globallyHeld(), 0);
 }
 
 TEST_F(QuardexTest, DeletingAnUnknownFilterSaysSo) {
@@ -248,14 +337,42 @@ TEST_F(QuardexTest, DeletesAllButStaticFilters) {
     create({.id = 1});
     create({.id = 2, .isStatic = Static::Yes});
     create({.id = 3});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     collector.deleteAllFilters(out);
     EXPECT_EQ(out.str(), "Deleting all filters except static filters\n");
     EXPECT_FALSE(exists(1));
     EXPECT_TRUE(exists(2));
     EXPECT_FALSE(exists(3));
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(),
-              collector.getFilterMemory(FilterId{2})->getAllocatedSize());
+    EXPECT_EQ(globallyHeld(), collector.getFilterMemory(FilterId{2})->getAllocatedSize());
+}
+
+TEST_F(QuardexTest, DeletingAllLeavesStaticFiltersWithTheirData) {
+    create({.id = 1, .isStatic = Static::Yes});
+    create({.id = 2, .isStatic = Static::Yes});
+    held(2);  // from its first use on, a static filter collects
+    feed(Batch().measurement("a:b:1", 5));
+    const auto before = globallyHeld();
+    collector.deleteAllFilters(out);
+    EXPECT_EQ(out.str(), "Deleting all filters except static filters\n");
+    EXPECT_TRUE(exists(1));
+    EXPECT_THAT(held(2), ElementsAre(5));
+    EXPECT_EQ(globallyHeld(), before);
+}
+
+TEST_F(QuardexTest, OnlyTheAnswerToOneDeletionIsFlushed) {
+    FlushCounter counter;
+    std::ostream counted(&counter);
+    create({.id = 1});
+    create({.id = 2, .isStatic = Static::Yes});
+    collector.deleteFilter(FilterId{5}, counted);
+    EXPECT_EQ(counter.flushes(), 1);
+    collector.deleteFilter(FilterId{2}, counted);
+    EXPECT_EQ(counter.flushes(), 2);
+    collector.deleteFilter(FilterId{1}, counted);
+    EXPECT_EQ(counter.flushes(), 3);
+    collector.clearAllFilters(counted);
+    collector.deleteAllFilters(counted);
+    EXPECT_EQ(counter.flushes(), 3);
 }
 
 TEST_F(QuardexTest, DeletingAllSaysSoAlsoWithoutFilters) {
@@ -269,13 +386,13 @@ TEST_F(QuardexTest, DeletesStaticFiltersInSilence) {
     collector.deleteStaticFilters();
     EXPECT_FALSE(exists(1));
     EXPECT_FALSE(exists(2));
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(), 0);
+    EXPECT_EQ(globallyHeld(), 0);
 }
 
 TEST_F(QuardexTest, ClearsEveryFilterEnabledOrNot) {
     create({.id = 2});
     create({.id = 1, .enabled = Enabled::No});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     collector.clearAllFilters(out);
     EXPECT_EQ(out.str(),
               "Clearing data for FilterId 1\nClearing data for FilterId 2\n"
@@ -299,7 +416,7 @@ TEST_F(QuardexTest, PullNeedsAllMetaData) {
     five.set_hwserialnumber("5");
     feedMetaData(five);
     create({.id = 1});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     std::string output = "before";
     EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::Yes, output), ErrorType::MetaDataNotSet);
     EXPECT_EQ(output, "before");
@@ -333,12 +450,12 @@ TEST_F(QuardexTest, PullOfADisabledFilterFailsAndLeavesTheOutput) {
 TEST_F(QuardexTest, PullOfAnEmptyFilterHasNoDataYetButCountsAsUse) {
     feedMetaData();
     create({.id = 1, .isStatic = Static::Yes});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     std::string output = "before";
     EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoDataYet);
     EXPECT_EQ(output, "before");
 
-    feed(BatchMessage().measurement("a:b:1", 6));
+    feed(Batch().measurement("a:b:1", 6));
     EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
     EXPECT_THAT(held(1), ElementsAre(6));
 }
@@ -348,7 +465,7 @@ TEST_F(QuardexTest, PullGivesVersionMetaDataAndCollections) {
     create({.id = 1});
     collector.setClockAnchor(ClockAnchor{time_point(seconds(10)), WallTime(seconds(1000))});
     collector.setCurrTime(time_point(seconds(12)));
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     std::string output;
     ASSERT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
     InfoObjectCollections collections;
@@ -363,7 +480,7 @@ TEST_F(QuardexTest, PullGivesVersionMetaDataAndCollections) {
 TEST_F(QuardexTest, PullToKeepKeepsAndPullToClearClears) {
     feedMetaData();
     create({.id = 1});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     std::string first;
     std::string second;
     std::string third;
@@ -376,7 +493,7 @@ TEST_F(QuardexTest, PullToKeepKeepsAndPullToClearClears) {
 TEST_F(QuardexTest, PullsAppendToTheOutput) {
     feedMetaData();
     create({.id = 1});
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     std::string once;
     collector.pullFilterData(FilterId{1}, Clear::No, once);
     std::string twice = once;
@@ -387,7 +504,7 @@ TEST_F(QuardexTest, PullsAppendToTheOutput) {
 TEST_F(QuardexTest, PullUsesTheTimeOfTheLastBatch) {
     create({.id = 1, .statements = {"max duration 10 100"}});
     collector.setCurrTime(time_point(seconds(0)));
-    feed(BatchMessage().measurement("a:b:1", 5));
+    feed(Batch().measurement("a:b:1", 5));
     EXPECT_THAT(held(1), IsEmpty());
     collector.setCurrTime(time_point(seconds(10)));
     EXPECT_THAT(held(1), ElementsAre(5));
@@ -406,11 +523,20 @@ TEST_F(QuardexTest, SampleBeforeTheFirstBatchIsAtTheClocksZero) {
     EXPECT_THAT(collections.measurementcollections(0).timestamps(), ElementsAre(77));
 }
 
+TEST_F(QuardexTest, PullBeforeTheFirstBatchIsAtTheClocksZero) {
+    create({.id = 1, .statements = {"max duration 1 100"}});
+    const InfoObject object(InfoObjectId{1}, "a:b:1", InfoObjectType::Measurement, "", "", "", {});
+    collector.handleMeasurement(object, "", V1::MeasurementData{5});
+    EXPECT_THAT(held(1), IsEmpty()) << "no second has passed since the sample";
+    collector.setCurrTime(time_point(seconds(3)));
+    EXPECT_THAT(held(1), ElementsAre(5, 5, 5)) << "the sample's window began at the clock's zero";
+}
+
 // --- Printing ----------------------------------------------------------------------------------
 
 TEST_F(QuardexTest, PrintNeedsNoMetaData) {
     create({.id = 1, .printable = Printable::Yes});
-    feed(BatchMessage().counter("plain", 5).counter("plain", 6));
+    feed(Batch().counter("plain", 5).counter("plain", 6));
     std::string output = "before";
     EXPECT_EQ(collector.printFilterData(FilterId{1}, std::nullopt, output), ErrorType::NoError);
     EXPECT_THAT(output, HasSubstr("'5', "));
@@ -420,7 +546,7 @@ TEST_F(QuardexTest, PrintNeedsNoMetaData) {
 
 TEST_F(QuardexTest, PrintShowsTheLastRowsAndNeverClears) {
     create({.id = 1, .printable = Printable::Yes});
-    feed(BatchMessage().counter("plain", 5).counter("plain", 6));
+    feed(Batch().counter("plain", 5).counter("plain", 6));
     std::string output;
     EXPECT_EQ(collector.printFilterData(FilterId{1}, 1, output), ErrorType::NoError);
     EXPECT_THAT(output, testing::Not(HasSubstr("'5', ")));
@@ -432,7 +558,7 @@ TEST_F(QuardexTest, PrintWithoutAnIdTakesTheFirstPrintableFilter) {
     create({.id = 1});
     create({.id = 2, .statements = {"list count 1"}, .printable = Printable::Yes});
     create({.id = 3, .printable = Printable::Yes});
-    feed(BatchMessage().counter("plain", 5).counter("plain", 6));
+    feed(Batch().counter("plain", 5).counter("plain", 6));
     std::string output;
     EXPECT_EQ(collector.printFilterData(std::nullopt, std::nullopt, output), ErrorType::NoError);
     EXPECT_THAT(output, testing::Not(HasSubstr("'5', ")));
@@ -442,7 +568,7 @@ TEST_F(QuardexTest, PrintWithoutAnIdTakesTheFirstPrintableFilter) {
 TEST_F(QuardexTest, PrintWithoutAnIdDoesNotPassOverADisabledFilter) {
     create({.id = 1, .enabled = Enabled::No, .printable = Printable::Yes});
     create({.id = 2, .printable = Printable::Yes});
-    feed(BatchMessage().counter("plain", 5));
+    feed(Batch().counter("plain", 5));
     std::string output = "before";
     EXPECT_EQ(collector.printFilterData(std::nullopt, std::nullopt, output),
               ErrorType::FilterDisabled);
@@ -496,9 +622,9 @@ TEST_F(QuardexTest, ListsFiltersInOrderOfIdsWithTheTagsOfAllStatements) {
 
 TEST_F(QuardexTest, ListsCapturedObjectsOfAPrintableFilterOncePerCutName) {
     create({.id = 1, .name = "f", .printable = Printable::Yes});
-    feed(BatchMessage()
-             .measurement("a:b:1 rfBranch=1", 1)
-             .measurement("a:b:1 rfBranch=2", 1)
+    feed(Batch()
+             .measurement("a:b:1", 1, "rfBranch=1")
+             .measurement("a:b:1", 1, "rfBranch=2")
              .measurement("a:b:2", 1)
              .counter("plain", 1));
     EXPECT_EQ(collector.listFilters(Printable::Yes),
@@ -519,15 +645,19 @@ TEST_F(QuardexTest, ListsADisabledPrintableFilterWithoutObjects) {
 // --- Teardown ----------------------------------------------------------------------------------
 
 TEST_F(QuardexTest, GoesWithFullFiltersWithoutTouchingDeadBudgets) {
+    FailingResource heap;
+    const DefaultResourceScope scope(&heap);
     auto doomed = std::make_unique<Quardex>();
     doomed->allocateGlobalMemory();
     doomed->determineMaxNumberOfFilters();
     doomed->createFilter(FilterId{1}, "f", parsedAll({"list count 100 max count 1 10"}), 0,
                          Enabled::Yes, Static::No, Printable::No);
     doomed->handleBeProcessBatchesUreq(
-        BatchMessage().measurement("a:b:1", 5).record("rec", {1, 2, 3}).message().get());
+        Batch().measurement("a:b:1", 5).record("rec", {1, 2, 3}).message().get());
+    EXPECT_GT(doomed->getGlobalMemory()->getContentResource()->getAllocatedSize(), 0U);
+    EXPECT_GE(heap.held(), doomed->getGlobalMemory()->getCommonResource()->getAllocatedSize());
     doomed.reset();
-    EXPECT_EQ(collector.getGlobalMemory()->getCommonResource()->getAllocatedSize(), 0);
+    EXPECT_EQ(heap.held(), 0U);
 }
 
 TEST_F(QuardexTest, AllocatingTheBudgetAgainReplacesIt) {

@@ -49,8 +49,8 @@ void operator delete[](void* block, std::size_t /*size*/) noexcept {
 
 namespace Qdx::Test {
 
-HeapFault::HeapFault(std::size_t failing) {
-    untilFailure = failing;
+HeapFault::HeapFault(std::size_t number) : failing(number) {
+    untilFailure = number;
     failed = false;
     armed = true;
 }
@@ -61,6 +61,10 @@ HeapFault::~HeapFault() {
 
 bool HeapFault::hasFailed() const {
     return failed;
+}
+
+std::size_t HeapFault::allocations() const {
+    return failing - untilFailure;
 }
 
 }  // namespace Qdx::Test

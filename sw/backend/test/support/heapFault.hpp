@@ -16,6 +16,12 @@ public:
     HeapFault& operator=(const HeapFault&) = delete;
 
     bool hasFailed() const;
+
+    // What this thread has taken so far. REQUIRES: !hasFailed().
+    std::size_t allocations() const;
+
+private:
+    const std::size_t failing;
 };
 
 }  // namespace Qdx::Test
