@@ -236,17 +236,19 @@ TEST_F(QuardexTest, CreationIsWholeOrUndoneWhereverTheCopyOfItsStatementsFails) 
 
 TEST_F(QuardexTest, CreationIsUndoneUntilItsLimitHoldsTheWholeFilter) {
     const auto before = createNeighbour();
-    const std::vector<std::string> statements = {"tags CPU list count 5", "list count 7"};
-    const auto needed = sizeOfFilter(longName, statements);
+    const std::vector<std::string> texts = {"tags CPU list count 5", "list count 7"};
+    const auto statements = parsedAll(texts);
+    const auto createWithin = [&](unsigned long limit) {
+        return collector.createFilter(FilterId{1}, longName, statements, limit, Enabled::Yes,
+                                      Static::No, Printable::No);
+    };
+    const auto needed = sizeOfFilter(longName, texts);
     unsigned long limit = 1;
     for (; needed > limit * 70 / 100; ++limit) {
-        const auto result =
-            create({.id = 1, .name = longName, .statements = statements, .memoryLimit = limit});
-        expectRefusedBesideAnIntactFilter(result, before);
+        expectRefusedBesideAnIntactFilter(createWithin(limit), before);
         ASSERT_FALSE(HasFailure()) << "with " << limit << " bytes for " << needed;
     }
-    EXPECT_EQ(create({.id = 1, .name = longName, .statements = statements, .memoryLimit = limit}),
-              ErrorType::NoError);
+    EXPECT_EQ(createWithin(limit), ErrorType::NoError);
     EXPECT_EQ(globallyHeld(), before + needed);
 }
 
