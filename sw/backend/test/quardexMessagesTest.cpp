@@ -1,11 +1,17 @@
 // The frontend protocol: what the collector makes of messages.
 #include <gmock/gmock.h>
+#include <google/protobuf/util/json_util.h>
 
-#include <thread>
+#include <chrono>
+#include <functional>
+#include <limits>
 
 #include "InfoObjectCollections.pb.h"
+#include "batch.hpp"
 #include "batchMessage.hpp"
 #include "bigEndian.hpp"
+#include "frontendMessages.hpp"
+#include "heapFault.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "tessel/util.hpp"
@@ -16,17 +22,14 @@
 namespace Qdx::Backend {
 namespace {
 
+using Qdx::Test::Batch;
 using Qdx::Test::BatchMessage;
-using Qdx::Test::bigEndian;
 using Qdx::Test::messageOf;
 using Qdx::Test::TraceRecorder;
 using std::chrono::seconds;
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 using Trace::Level;
 using Bytes = std::vector<unsigned char>;
 
@@ -39,6 +42,16 @@ const char* const catalogue = R"(<infoObjectList><objects>
 
 std::vector<std::string> errors() {
     return TraceRecorder::instance().texts(Level::Error);
+}
+
+std::shared_ptr<ozo_msg> metaDataMessage(const RadioMetaData& metaData) {
+    return {V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free};
+}
+
+// The metadata as the base64 text of its message.
+std::string textOf(const RadioMetaData& metaData) {
+    const auto message = V1::encodeMetaData({}, metaData);
+    return {message.begin() + V1::headerSize, message.end() - 1};
 }
 
 // A collector with one filter that lists everything, on the test's thread.
@@ -57,9 +70,10 @@ protected:
         collector.handleBeProcessBatchesUreq(batch.message().get());
     }
 
+    void handle(Batch batch) { collector.handleBeProcessBatchesUreq(batch.message().get()); }
+
     void handleMetaData(const RadioMetaData& metaData) {
-        const auto bytes = metaData.SerializeAsString();
-        handleMetaDataText(Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}));
+        collector.handleBeProcessMetaDataUreq(metaDataMessage(metaData).get());
     }
 
     void handleMetaDataText(const std::string& text) {
@@ -113,10 +127,10 @@ TEST_F(QuardexMessagesTest, NullMessageThrowsTheHandlersName) {
 // --- Batches -----------------------------------------------------------------------------------
 
 TEST_F(QuardexMessagesTest, ItemsOfAllSectionsReachTheFilter) {
-    handle(BatchMessage()
-               .measurement("meas rfBranch=1", -5)
+    handle(Batch()
+               .measurement("meas", -5, "rfBranch=1")
                .counter("count", 7)
-               .record("rec carrierId=2", {1, 2, 3}));
+               .record("rec", {1, 2, 3}, "carrierId=2"));
     const auto collections = held();
     ASSERT_EQ(collections.measurementcollections_size(), 1);
     EXPECT_EQ(collections.measurementcollections(0).id(), 1);
@@ -144,24 +158,24 @@ TEST_F(QuardexMessagesTest, ValuesAreBigEndianAndSigned) {
 }
 
 TEST_F(QuardexMessagesTest, EmptyBatchDoesNothing) {
-    handle(BatchMessage());
+    handle(Batch());
     EXPECT_THAT(errors(), IsEmpty());
     EXPECT_EQ(held().measurementcollections_size(), 0);
 }
 
 TEST_F(QuardexMessagesTest, EmptyBatchStillAsksForTheCatalogue) {
-    handle(BatchMessage());
+    handle(Batch());
     EXPECT_EQ(TraceRecorder::instance().count(Level::Info, "Entering InfoObjectListImpl"), 1);
 }
 
 TEST_F(QuardexMessagesTest, UnknownNameIsSkippedSilently) {
-    handle(BatchMessage().measurement("nobody", 1).measurement("meas", 2).record("x", {1}));
+    handle(Batch().measurement("nobody", 1).measurement("meas", 2).record("x", {1}));
     EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(2));
     EXPECT_THAT(errors(), IsEmpty());
 }
 
 TEST_F(QuardexMessagesTest, NameOfAnotherTypeIsSkippedSilently) {
-    handle(BatchMessage()
+    handle(Batch()
                .measurement("count", 1)
                .measurement("meas", 2)
                .counter("meas", 3)
@@ -223,13 +237,13 @@ TEST_F(QuardexMessagesTest, SectionLengthInsideAnItemStillTakesThatItem) {
 
 TEST_F(QuardexMessagesTest, BatchItselfDoesNotMoveTheTime) {
     collector.setCurrTime(time_point(seconds(100)));
-    handle(BatchMessage().measurement("meas", 1));
+    handle(Batch().measurement("meas", 1));
     EXPECT_THAT(held().measurementcollections(0).timestamps(), ElementsAre(100));
 }
 
 TEST_F(QuardexMessagesTest, AllItemsOfABatchCarryItsTime) {
     collector.setCurrTime(time_point(seconds(100)));
-    handle(BatchMessage().measurement("meas", 1).measurement("meas", 2).counter("count", 3));
+    handle(Batch().measurement("meas", 1).measurement("meas", 2).counter("count", 3));
     const auto collections = held();
     EXPECT_THAT(collections.measurementcollections(0).timestamps(), ElementsAre(100, 100));
     EXPECT_THAT(collections.countercollections(0).timestamps(), ElementsAre(100));
@@ -238,7 +252,7 @@ TEST_F(QuardexMessagesTest, AllItemsOfABatchCarryItsTime) {
 TEST_F(QuardexMessagesTest, ExceptionOfAFilterEndsTheBatch) {
     collector.createFilter(FilterId{2}, "throws", Qdx::Test::parsedAll({"max count 5 0"}), 0,
                            Enabled::Yes, Static::No, Printable::No);
-    BatchMessage batch;
+    Batch batch;
     for (int i = 0; i < 7; ++i) {
         batch.measurement("meas", i);
     }
@@ -328,12 +342,7 @@ TEST_F(QuardexMessagesTest, EachFieldOfTheMetaDataIsNeeded) {
         Quardex fresh;
         auto five = allSix();
         RadioMetaData::GetReflection()->ClearField(&five, descriptor->field(i));
-        const auto bytes = five.SerializeAsString();
-        const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
-        Bytes behind(8);
-        behind.insert(behind.end(), text.begin(), text.end());
-        behind.push_back(0);
-        fresh.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+        fresh.handleBeProcessMetaDataUreq(metaDataMessage(five).get());
         EXPECT_FALSE(fresh.isMetaDataCollected()) << descriptor->field(i)->name();
     }
 }
@@ -343,7 +352,7 @@ TEST_F(QuardexMessagesTest, LaterMetaDataReplacesOnlyWhatItSets) {
     RadioMetaData second;
     second.set_hwname("other");
     handleMetaData(second);
-    handle(BatchMessage().measurement("meas", 1));
+    handle(Batch().measurement("meas", 1));
 
     std::string output;
     ASSERT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
@@ -367,9 +376,7 @@ TEST_F(QuardexMessagesTest, UnparsableMetaDataChangesNothingAndIsLeftWithoutALea
 TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {
     RadioMetaData metaData;
     metaData.set_hwname("abc");  // 8 bytes: "Mg..." and one "="
-    const auto bytes = metaData.SerializeAsString();
-    const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
-    handleMetaDataText(text + "!garbage");
+    handleMetaDataText(textOf(metaData) + "!garbage");
     EXPECT_THAT(errors(), IsEmpty());
     EXPECT_EQ(
         TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
@@ -379,19 +386,18 @@ TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {
 TEST_F(QuardexMessagesTest, MetaDataIsTheFirstWordOfItsText) {
     RadioMetaData metaData;
     metaData.set_hwname("abc");
-    const auto bytes = metaData.SerializeAsString();
-    handleMetaDataText("  " + Tessel::Util::Base64::encode({bytes.begin(), bytes.end()}) + " rest");
+    handleMetaDataText("  " + textOf(metaData) + " rest");
     EXPECT_EQ(
         TraceRecorder::instance().count(Level::Trace6, R"(Received GPB message: {"hwName":"abc"})"),
         1);
 }
 
 TEST_F(QuardexMessagesTest, MetaDataTraceTellsItsReferencesAndItsContent) {
-    auto behind = bigEndian(std::uint32_t{0x01020304});
-    const auto connection = bigEndian(std::uint32_t{5});
-    behind.insert(behind.end(), connection.begin(), connection.end());
-    behind.push_back(0);
-    collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+    const std::shared_ptr<ozo_msg> msg(
+        V1::toOzoMessage(
+            V1::encodeMetaData({.procedure = 0x01020304, .connection = 5}, RadioMetaData())),
+        ozo_free);
+    collector.handleBeProcessMetaDataUreq(msg.get());
 
     const std::uint32_t numberAsBytes = V1::beProcessMetaDataUreq;
     const auto decoded =
@@ -412,13 +418,43 @@ TEST_F(QuardexMessagesTest, MetaDataIsMergedWithItsTraceOff) {
     EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty());
 }
 
+// Allocations of this thread while the function runs.
+std::size_t allocationsOf(const std::function<void()>& function) {
+    const Qdx::Test::HeapFault none(std::numeric_limits<std::size_t>::max());
+    function();
+    return none.allocations();
+}
+
+TEST_F(QuardexMessagesTest, JsonOfTheMetaDataIsMadeAlsoWithItsTraceOff) {
+    for (const auto level : {Level::Error, Level::Info, Level::Trace5, Level::Trace6}) {
+        TraceRecorder::instance().turnOff(level);
+    }
+    const auto metaData = allSix();
+    const auto makeJson = [&] {
+        std::string json;
+        ASSERT_TRUE(google::protobuf::util::MessageToJsonString(metaData, &json).ok());
+    };
+    const auto serialised = metaData.SerializeAsString();
+    const auto msg = metaDataMessage(metaData);
+    const auto handleMessage = [&] { collector.handleBeProcessMetaDataUreq(msg.get()); };
+    // What is made once for a process, or once for the collector's fields, comes first.
+    makeJson();
+    handleMessage();
+    const auto decoding = allocationsOf([&] {
+        const auto text = textOf(metaData);
+        Tessel::Util::Base64::decode(text);
+        RadioMetaData received;
+        EXPECT_TRUE(received.ParseFromString(serialised));
+    });
+    EXPECT_GT(allocationsOf(makeJson), 2 * decoding) << "too alike to tell one from the other";
+    EXPECT_GE(allocationsOf(handleMessage), allocationsOf(makeJson));
+}
+
 TEST_F(QuardexMessagesTest, MetaDataWithoutItsNulIsOneErrorAndMergesNothing) {
-    RadioMetaData metaData = allSix();
-    const auto bytes = metaData.SerializeAsString();
-    const auto text = Tessel::Util::Base64::encode({bytes.begin(), bytes.end()});
-    Bytes behind(8);
-    behind.insert(behind.end(), text.begin(), text.end());
-    collector.handleBeProcessMetaDataUreq(messageOf(V1::beProcessMetaDataUreq, behind).get());
+    auto message = V1::encodeMetaData({}, allSix());
+    message.pop_back();
+    const std::shared_ptr<ozo_msg> msg(V1::toOzoMessage(message), ozo_free);
+    collector.handleBeProcessMetaDataUreq(msg.get());
     EXPECT_FALSE(collector.isMetaDataCollected());
     EXPECT_THAT(errors(), SizeIs(1));
 }
@@ -454,7 +490,7 @@ TEST_F(QuardexMessagesTest, EmptyTimeIsThePresent) {
     const auto before = std::chrono::steady_clock::now();
     collector.setCurrTime(std::nullopt);
     const auto after = std::chrono::steady_clock::now();
-    handle(BatchMessage().measurement("meas", 1));
+    handle(Batch().measurement("meas", 1));
 
     // Anchored an hour ahead, so that whole seconds can't hide the difference.
     const auto encoder = OutputEncoderIf::create({before, WallTime(seconds(3600))});

@@ -2,12 +2,19 @@
 // tables.
 #include <gmock/gmock.h>
 
+#include <pthread.h>
+
+#include <algorithm>
+#include <chrono>
 #include <future>
 #include <sstream>
+#include <stdexcept>
 
+#include "batch.hpp"
 #include "batchMessage.hpp"
 #include "bevel/cmdTableHelper.hpp"
-#include "bigEndian.hpp"
+#include "frontendMessages.hpp"
+#include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "tessel/activeObject.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
@@ -19,8 +26,8 @@ namespace Qdx::Backend {
 namespace {
 
 using Bevel::CmdTableHelper::V2::CmdTableHelperIf;
-using Qdx::Test::bigEndian;
-using Qdx::Test::messageOf;
+using Qdx::Test::Batch;
+using Qdx::Test::parsedAll;
 using Qdx::Test::TraceRecorder;
 using Tessel::ActiveObject::V1::ActiveObjectIf;
 using Tessel::ActiveObject::V1::SchedulingPolicy;
@@ -28,7 +35,6 @@ using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using Trace::Level;
 using Bytes = std::vector<unsigned char>;
 
@@ -79,6 +85,40 @@ protected:
     std::unique_ptr<Quardex> collector;
 };
 
+const char* const oneMeasurement =
+    R"(<infoObjectList><objects><object id="1" name="m" type="meas"><unit type="" res="1"/></object>
+    </objects></infoObjectList>)";
+
+// A reply to a connection request.
+struct Reply {
+    bool confirmed;
+    std::uint32_t procedureReference;
+    std::uint32_t connectionReference;
+    std::uint32_t value;
+    friend bool operator==(const Reply&, const Reply&) = default;
+};
+
+void PrintTo(const Reply& reply, std::ostream* out) {
+    *out << (reply.confirmed ? "confirmed " : "rejected ") << reply.value << " for "
+         << reply.procedureReference << " by " << reply.connectionReference;
+}
+
+Reply replyOf(const Bytes& message) {
+    const auto reply = V1::decodeConnectionReply(message);
+    if (!reply) {
+        throw std::runtime_error("no reply to a connection request came");
+    }
+    return {reply->confirmed, reply->references.procedure, reply->references.connection,
+            reply->value};
+}
+
+Reply confirmed(std::uint32_t reference = 9) {
+    return {true, reference, 1, 1};
+}
+Reply rejected(std::uint32_t reference = 9) {
+    return {false, reference, 1, 1};
+}
+
 // The test's thread as a frontend.
 class Frontend {
 public:
@@ -87,10 +127,8 @@ public:
     Frontend(const Frontend&) = delete;
     Frontend& operator=(const Frontend&) = delete;
 
-    void send(std::uint32_t number, const Bytes& behindFirstWord) {
-        auto* msg = ozo_alloc(sizeof(ozo_msg) + behindFirstWord.size(), number);
-        std::memcpy(msg + 1, behindFirstWord.data(), behindFirstWord.size());
-        ozo_send(msg, ozo_locate("QuardexBeI"), OZO_MY_MAILBOX);
+    static void send(const Bytes& message) {
+        ozo_send(V1::toOzoMessage(message), ozo_locate(V1::collectorMailbox), OZO_MY_MAILBOX);
     }
 
     // The bytes of the next message; none if nothing comes.
@@ -99,46 +137,19 @@ public:
         if (!msg) {
             return {};
         }
-        const auto* bytes = reinterpret_cast<const unsigned char*>(msg.get());
-        return {bytes, bytes + ozo_size(msg.get())};
+        const auto bytes = V1::bytesOf(msg.get());
+        return {bytes.begin(), bytes.end()};
     }
 
     // The reply to an offer of revisions under a procedure reference.
-    Bytes connect(const std::vector<std::uint32_t>& revisions, std::uint32_t reference = 9) {
-        Bytes request;
-        const auto add = [&](const Bytes& bytes) {
-            request.insert(request.end(), bytes.begin(), bytes.end());
-        };
-        add(bigEndian(reference));
-        add(bigEndian(std::uint32_t{0}));
-        add(bigEndian(static_cast<std::uint32_t>(revisions.size())));
-        for (const auto revision : revisions) {
-            add(bigEndian(revision));
-        }
-        send(V1::beConnectionReq, request);
-        return receive();
+    static Reply connect(const std::vector<std::uint32_t>& revisions, std::uint32_t reference = 9) {
+        send(V1::encodeConnectionRequest({.procedure = reference}, revisions));
+        return replyOf(receive());
     }
 
 private:
     std::uint32_t mailbox;
 };
-
-Bytes reply(std::uint32_t number, std::uint32_t reference, std::uint32_t last) {
-    Bytes bytes(4);
-    std::memcpy(bytes.data(), &number, sizeof(number));
-    for (const auto word : {reference, std::uint32_t{1}, last}) {
-        const auto more = bigEndian(word);
-        bytes.insert(bytes.end(), more.begin(), more.end());
-    }
-    return bytes;
-}
-
-Bytes confirmed(std::uint32_t reference = 9) {
-    return reply(0x017070C1, reference, 1);
-}
-Bytes rejected(std::uint32_t reference = 9) {
-    return reply(0x017070C2, reference, 1);
-}
 
 // --- Configuration -----------------------------------------------------------------------------
 
@@ -333,7 +344,7 @@ TEST_F(QuardexStartTest, MailboxThatCannotBeWatchedDisablesTheCollector) {
 }
 
 TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTheOthers) {
-    root.writeDatabase("[qdx]\nenabled = 1\n");
+    root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     Quardex prepared;
     PreparedThread thread(prepared, [] {
         OzoMessageSubscriptionIf::getInstance().addHandler(V1::beProcessMetaDataUreq,
@@ -346,20 +357,72 @@ TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTh
                                       "returned"));
     EXPECT_EQ(texts(Level::Error)[1], "Could not setup message handlers. Disabling QDX.");
 
-    Frontend frontend("Frontend");
-    EXPECT_EQ(frontend.connect({1}), confirmed());
+    thread.run([&] {
+        prepared.createFilter(FilterId{1}, "f", parsedAll({"list count 5"}), 0, Enabled::Yes,
+                              Static::No, Printable::Yes);
+    });
+    const Frontend frontend("Frontend");
+    Frontend::send(Batch().measurement("m", 5).bytes());
+    EXPECT_EQ(Frontend::connect({1}), confirmed());
+    std::string report;
+    thread.run([&] { prepared.printFilterData(std::nullopt, std::nullopt, report); });
+    EXPECT_THAT(report, testing::HasSubstr("'5', "));
+}
+
+TEST_F(QuardexStartTest, ResultOfAHandlerThatCannotBeAddedIsTracedInHexadecimal) {
+    Quardex prepared;
+    EXPECT_FALSE(prepared.setupMessageHandlers()) << "this thread is no active object's";
+    EXPECT_THAT(texts(Level::Error),
+                ElementsAre("Failed to add msg handler for 17070c0: ffffffff was returned"));
+}
+
+// While it lives, the process can't have a thread: none has room for such a stack.
+class NoMoreThreads {
+public:
+    NoMoreThreads() {
+        pthread_getattr_default_np(&before);
+        pthread_attr_t impossible;
+        pthread_attr_init(&impossible);
+        pthread_attr_setstacksize(&impossible, std::size_t{1} << 60);
+        EXPECT_EQ(pthread_setattr_default_np(&impossible), 0);
+        pthread_attr_destroy(&impossible);
+    }
+    ~NoMoreThreads() {
+        pthread_setattr_default_np(&before);
+        pthread_attr_destroy(&before);
+    }
+    NoMoreThreads(const NoMoreThreads&) = delete;
+    NoMoreThreads& operator=(const NoMoreThreads&) = delete;
+
+private:
+    pthread_attr_t before{};
+};
+
+TEST_F(QuardexStartTest, StartWithoutAThreadSaysSoAndThrowsNothing) {
+    const NoMoreThreads noMoreThreads;
+    root.writeDatabase("[qdx]\nenabled = 1\n");
+    collector = std::make_unique<Quardex>();
+    collector->start();
+    std::vector<std::string> all;
+    for (const auto& line : TraceRecorder::instance().lines()) {
+        all.push_back(line.text);
+    }
+    EXPECT_THAT(
+        all, ElementsAre("Entering start", "Could not create process for QDX.", "Leaving start"));
+    EXPECT_EQ(texts(Level::Error).size(), 1);
+    EXPECT_FALSE(hasMailbox());
 }
 
 // --- Messages over the mailbox -----------------------------------------------------------------
 
 TEST_F(QuardexStartTest, OffersWithRevisionOneAreConfirmed) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
-    EXPECT_EQ(frontend.connect({1}), confirmed());
-    EXPECT_EQ(frontend.connect({1, 2}), confirmed());
-    EXPECT_EQ(frontend.connect({2, 1}), confirmed());
-    EXPECT_EQ(frontend.connect({0, 1}), confirmed());
-    EXPECT_EQ(frontend.connect({1, 1}), confirmed());
+    const Frontend frontend("Frontend");
+    EXPECT_EQ(Frontend::connect({1}), confirmed());
+    EXPECT_EQ(Frontend::connect({1, 2}), confirmed());
+    EXPECT_EQ(Frontend::connect({2, 1}), confirmed());
+    EXPECT_EQ(Frontend::connect({0, 1}), confirmed());
+    EXPECT_EQ(Frontend::connect({1, 1}), confirmed());
     EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6, "Selected protocol version:1"), 5);
     EXPECT_EQ(TraceRecorder::instance().count(Level::Info, "Entering handleBeConnectionReq"), 5);
     EXPECT_TRUE(TraceRecorder::instance().waitFor(Level::Trace6, "Leaving handleBeConnectionReq"));
@@ -367,10 +430,10 @@ TEST_F(QuardexStartTest, OffersWithRevisionOneAreConfirmed) {
 
 TEST_F(QuardexStartTest, OffersWithoutRevisionOneAreRejected) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
-    EXPECT_EQ(frontend.connect({}), rejected());
-    EXPECT_EQ(frontend.connect({2}), rejected());
-    EXPECT_EQ(frontend.connect({0}), rejected());
+    const Frontend frontend("Frontend");
+    EXPECT_EQ(Frontend::connect({}), rejected());
+    EXPECT_EQ(Frontend::connect({2}), rejected());
+    EXPECT_EQ(Frontend::connect({0}), rejected());
     EXPECT_EQ(TraceRecorder::instance().count(Level::Info,
                                               "No common supported protocol revision was found"),
               3);
@@ -378,70 +441,95 @@ TEST_F(QuardexStartTest, OffersWithoutRevisionOneAreRejected) {
 
 TEST_F(QuardexStartTest, RevisionsSortAsTheirWordsOnTheWire) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
+    const Frontend frontend("Frontend");
     // 256 is 00 00 01 00 on the wire, which a little-endian host reads as less than 00 00 00 01.
-    EXPECT_EQ(frontend.connect({1, 256}), rejected());
-    EXPECT_EQ(frontend.connect({256, 1}), rejected());
-    EXPECT_EQ(frontend.connect({1, 255}), confirmed());
-    EXPECT_EQ(frontend.connect({1, 0x01000000}), rejected());
+    EXPECT_EQ(Frontend::connect({1, 256}), rejected());
+    EXPECT_EQ(Frontend::connect({256, 1}), rejected());
+    EXPECT_EQ(Frontend::connect({1, 255}), confirmed());
+    EXPECT_EQ(Frontend::connect({1, 0x01000000}), rejected());
 }
 
 TEST_F(QuardexStartTest, ReplyRepeatsTheBytesOfTheProcedureReference) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
-    EXPECT_EQ(frontend.connect({1}, 0x01020304), confirmed(0x01020304));
-    EXPECT_EQ(frontend.connect({}, 0xFFEEDDCC), rejected(0xFFEEDDCC));
+    const Frontend frontend("Frontend");
+    EXPECT_EQ(Frontend::connect({1}, 0x01020304), confirmed(0x01020304));
+    EXPECT_EQ(Frontend::connect({}, 0xFFEEDDCC), rejected(0xFFEEDDCC));
+
+    Frontend::send(V1::encodeConnectionRequest({.procedure = 0x01020304}, {1}));
+    const auto bytes = Frontend::receive();
+    ASSERT_EQ(bytes.size(), 16);
+    EXPECT_THAT(Bytes(bytes.begin() + 4, bytes.end()),
+                ElementsAre(1, 2, 3, 4, 0, 0, 0, 1, 0, 0, 0, 1));
 }
 
 TEST_F(QuardexStartTest, RevisionCountPastTheEndIsAnErrorAndARejection) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
+    const Frontend frontend("Frontend");
     for (const std::uint32_t count : {2u, 0x40000001u, 0xFFFFFFFFu}) {
         TraceRecorder::instance().clear();
-        Bytes request = bigEndian(std::uint32_t{9});
-        for (const auto word : {std::uint32_t{0}, count, std::uint32_t{1}}) {
-            const auto more = bigEndian(word);
-            request.insert(request.end(), more.begin(), more.end());
-        }
-        frontend.send(V1::beConnectionReq, request);
-        EXPECT_EQ(Frontend::receive(), rejected());
+        auto request = V1::encodeConnectionRequest({.procedure = 9}, {1});
+        const auto claim = Qdx::Test::bigEndian(count);
+        std::copy(claim.begin(), claim.end(), request.begin() + V1::revisionCountOffset);
+        Frontend::send(request);
+        EXPECT_EQ(replyOf(Frontend::receive()), rejected());
         EXPECT_EQ(texts(Level::Error).size(), 1) << count;
     }
 }
 
 TEST_F(QuardexStartTest, ConnectionRequestShorterThanItsFixedFieldsIsAnErrorWithoutAReply) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
-    for (std::size_t size = 0; size < 12; ++size) {
-        frontend.send(V1::beConnectionReq, Bytes(size));
+    const Frontend frontend("Frontend");
+    auto request = V1::encodeConnectionRequest({}, {});
+    while (request.size() > sizeof(ozo_msg)) {
+        request.pop_back();
+        Frontend::send(request);
     }
     // Messages keep their order: the reply to this one is the first.
-    EXPECT_EQ(frontend.connect({1}, 77), confirmed(77));
+    EXPECT_EQ(Frontend::connect({1}, 77), confirmed(77));
     EXPECT_EQ(texts(Level::Error).size(), 12);
 }
 
 TEST_F(QuardexStartTest, BatchOverTheMailboxMovesTheTimeAndReachesTheFilter) {
     const auto before = std::chrono::steady_clock::now();
-    root.writeCatalogue(
-        R"(<infoObjectList><objects><object id="1" name="m" type="meas"/></objects></infoObjectList>)",
-        "enabled = 1\n");
+    root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     Quardex prepared;
     PreparedThread thread(prepared, [] {});
-    auto statement = std::string(" list count 5");
     thread.run([&] {
         prepared.setClockAnchor(ClockAnchor{before, WallTime(std::chrono::hours(1))});
-        prepared.createFilter(FilterId{1}, "f", {*CaptureStatement::parse(statement)}, 0,
-                              Enabled::Yes, Static::No, Printable::Yes);
+        prepared.createFilter(FilterId{1}, "f", parsedAll({"list count 5"}), 0, Enabled::Yes,
+                              Static::No, Printable::Yes);
     });
 
-    Frontend frontend("Frontend");
-    const auto bytes = Qdx::Test::BatchMessage().measurement("m", 5).bytes();
-    frontend.send(V1::beProcessBatchesUreq, {bytes.begin() + 4, bytes.end()});
-    frontend.connect({1});  // answered after the batch
+    const Frontend frontend("Frontend");
+    Frontend::send(Batch().measurement("m", 5).bytes());
+    Frontend::connect({1});  // answered after the batch
 
     std::string report;
     thread.run([&] { prepared.printFilterData(std::nullopt, std::nullopt, report); });
     EXPECT_THAT(report, testing::HasSubstr("'1970-01-01 01:00:"));
+}
+
+TEST_F(QuardexStartTest, EmptyBatchOverTheMailboxMovesTheTime) {
+    root.writeCatalogue(oneMeasurement, "enabled = 1\n");
+    Quardex prepared;
+    PreparedThread thread(prepared, [] {});
+    std::string report;
+    ErrorType before{};
+    thread.run([&] {
+        prepared.createFilter(FilterId{1}, "f", parsedAll({"max duration 1800 18000"}), 0,
+                              Enabled::Yes, Static::No, Printable::Yes);
+        prepared.setCurrTime(std::chrono::steady_clock::now() - std::chrono::hours(1));
+        prepared.handleBeProcessBatchesUreq(Batch().measurement("m", 5).message().get());
+        before = prepared.printFilterData(std::nullopt, std::nullopt, report);
+    });
+    EXPECT_EQ(before, ErrorType::NoDataYet);
+
+    const Frontend frontend("Frontend");
+    Frontend::send(Batch().bytes());
+    Frontend::connect({1});  // answered after the batch
+    thread.run([&] { prepared.printFilterData(std::nullopt, std::nullopt, report); });
+    EXPECT_THAT(report, testing::HasSubstr("'5', "));
+    EXPECT_THAT(texts(Level::Error), IsEmpty());
 }
 
 TEST_F(QuardexStartTest, HandlerThatThrowsIsTracedAndTheNextMessageHandled) {
@@ -450,10 +538,9 @@ TEST_F(QuardexStartTest, HandlerThatThrowsIsTracedAndTheNextMessageHandled) {
     root.writeCatalogue(
         R"(<infoObjectList><objects><object id="1" name="m" type="x"/></objects></infoObjectList>)",
         "enabled = 1\n");
-    Frontend frontend("Frontend");
-    const auto bytes = Qdx::Test::BatchMessage().measurement("m", 5).bytes();
-    frontend.send(V1::beProcessBatchesUreq, {bytes.begin() + 4, bytes.end()});
-    EXPECT_EQ(frontend.connect({1}), confirmed());
+    const Frontend frontend("Frontend");
+    Frontend::send(Batch().measurement("m", 5).bytes());
+    EXPECT_EQ(Frontend::connect({1}), confirmed());
     EXPECT_THAT(texts(Level::Error), ElementsAre("Caught exception: bad optional access"));
 }
 
@@ -461,7 +548,7 @@ TEST_F(QuardexStartTest, HandlerThatThrowsIsTracedAndTheNextMessageHandled) {
 
 TEST_F(QuardexStartTest, DeletesItsMailboxOnTheActiveObjectWhenItGoes) {
     start("enabled = 1\n");
-    Frontend frontend("Frontend");
+    const Frontend frontend("Frontend");
     constexpr std::uint32_t gone = 4711;
     ASSERT_EQ(ozo_monitor(ozo_locate("QuardexBeI"), gone), 0);
     collector.reset();
@@ -475,8 +562,8 @@ TEST_F(QuardexStartTest, StartsAgainAfterItHasGone) {
     for (int round = 0; round < 5; ++round) {
         TraceRecorder::instance().clear();
         start("enabled = 1\n");
-        Frontend frontend("Frontend");
-        EXPECT_EQ(frontend.connect({1}), confirmed());
+        const Frontend frontend("Frontend");
+        EXPECT_EQ(Frontend::connect({1}), confirmed());
         ASSERT_EQ(ozo_monitor(ozo_locate("QuardexBeI"), 1), 0);
         collector.reset();
         EXPECT_EQ(Frontend::receive().size(), 8);

@@ -66,7 +66,7 @@ protected:
                                       spec.printable);
     }
 
-    void feed(Batch& batch) { collector.handleBeProcessBatchesUreq(batch.message().get()); }
+    void feed(Batch batch) { collector.handleBeProcessBatchesUreq(batch.message().get()); }
 
     void feedMetaData() {
         RadioMetaData metaData;
