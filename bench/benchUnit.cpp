@@ -3,19 +3,15 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
-#include "bigEndian.hpp"
-#include "wireFormat.hpp"
+#include "batchWriter.hpp"
 
 namespace Qdx::Bench {
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
 
 constexpr std::size_t itemsPerBatch = 1000;
 
@@ -67,21 +63,24 @@ private:
     std::filesystem::path root;
 };
 
-void append(Bytes& bytes, const std::string& keyText, std::int64_t value) {
-    bytes.insert(bytes.end(), keyText.begin(), keyText.end());
-    bytes.push_back(0);
-    const auto payload = bytes.size() + 4;
-    bytes.resize(payload + 8);
-    V1::writeBigEndian32(8, &bytes[payload - 4]);
-    V1::writeBigEndian64(static_cast<std::uint64_t>(value), &bytes[payload]);
+void append(V1::BatchWriter& batch, std::size_t series, std::int64_t value) {
+    const auto context = "rfBranch=" + std::to_string(series % contextsPerObject) + ",carrierId=7";
+    if (!batch.addMeasurement(objectName(series / contextsPerObject), context, {value})) {
+        throw std::length_error("a message has no room for a batch of the benchmarks");
+    }
 }
 
-std::shared_ptr<ozo_msg> messageOf(const Bytes& items) {
-    auto* msg = ozo_alloc(V1::beProcessBatchesFixedSize + items.size(), V1::beProcessBatchesUreq);
-    auto* bytes = reinterpret_cast<unsigned char*>(msg);
-    V1::writeBigEndian32(static_cast<std::uint32_t>(items.size()), bytes + 16);
-    std::memcpy(bytes + V1::beProcessBatchesFixedSize, items.data(), items.size());
-    return {msg, ozo_free};
+std::shared_ptr<ozo_msg> messageOf(V1::BatchWriter& batch) {
+    return {V1::toOzoMessage(batch.take()), ozo_free};
+}
+
+// A message with one sample of each of the series first, first + 1, ... first + count - 1.
+std::shared_ptr<ozo_msg> measurementBatch(std::size_t first, std::size_t count) {
+    V1::BatchWriter batch(ozo_get_max_size());
+    for (auto series = first; series < first + count; ++series) {
+        append(batch, series, static_cast<std::int64_t>(series * 7919));
+    }
+    return messageOf(batch);
 }
 
 }  // namespace
@@ -90,27 +89,14 @@ void useBenchUnit() {
     static const BenchUnit unit;
 }
 
-std::string measurementKey(std::size_t series) {
-    return objectName(series / contextsPerObject) +
-           " rfBranch=" + std::to_string(series % contextsPerObject) + ",carrierId=7";
-}
-
-std::shared_ptr<ozo_msg> measurementBatch(std::size_t first, std::size_t count) {
-    Bytes items;
-    for (auto series = first; series < first + count; ++series) {
-        append(items, measurementKey(series), static_cast<std::int64_t>(series * 7919));
-    }
-    return messageOf(items);
-}
-
 std::vector<std::shared_ptr<ozo_msg>> measurementBatches(std::size_t series) {
     std::vector<std::shared_ptr<ozo_msg>> batches;
     if (series == 1) {
-        Bytes items;
+        V1::BatchWriter batch(ozo_get_max_size());
         for (std::size_t i = 0; i < itemsPerBatch; ++i) {
-            append(items, measurementKey(0), static_cast<std::int64_t>(i));
+            append(batch, 0, static_cast<std::int64_t>(i));
         }
-        batches.push_back(messageOf(items));
+        batches.push_back(messageOf(batch));
         return batches;
     }
     for (std::size_t first = 0; first < series; first += itemsPerBatch) {

@@ -19,12 +19,6 @@ inline constexpr std::size_t contextsPerObject = 10;
 // characters, tagged "BENCH". Lives until the process ends.
 void useBenchUnit();
 
-// "object name context" of a series; series i and i + 1 are of one object, up to contextsPerObject.
-std::string measurementKey(std::size_t series);
-
-// A message with one sample of each of the series first, first + 1, ... first + count - 1.
-std::shared_ptr<ozo_msg> measurementBatch(std::size_t first, std::size_t count);
-
 // Messages of up to a thousand items that hold all series once, or one series a thousand times if
 // there is but one.
 std::vector<std::shared_ptr<ozo_msg>> measurementBatches(std::size_t series);

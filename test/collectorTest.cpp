@@ -296,21 +296,51 @@ TEST_F(CollectorTest, OldDataGivesWayInsideTheBudget) {
     EXPECT_THAT(decoded, testing::Not(HasSubstr("values: 0\n")));
 }
 
+// A measurement and a counter that carry the number, each in 21 and 22 bytes behind the 28 of the
+// header.
+MessageBytes batchOf(std::size_t number) {
+    const auto value = static_cast<std::int64_t>(number);
+    BatchWriter batch(ozo_get_max_size());
+    EXPECT_TRUE(batch.addMeasurement("cpu:load", "", {value}));
+    EXPECT_TRUE(batch.addCounter("net:bytes", "", {value}));
+    return batch.take();
+}
+
+std::string repeated(const std::string& line, std::size_t times) {
+    std::string text;
+    while (times-- > 0) {
+        text += line;
+    }
+    return text;
+}
+
+// Batches cut everywhere, each with the size of what is left of it for its values: those whose
+// measurement is whole give that, and the whole batch its counter too.
 TEST_F(CollectorTest, MessagesThatLieHarmNobody) {
+    constexpr std::size_t measurementEnd = 28 + 21;
+    constexpr std::size_t whole = measurementEnd + 22;
     startCollector();
     createFilter({"list count 100"});
     const Frontend frontend;
     Frontend::sendMetaData();
-    BatchWriter writer(ozo_get_max_size());
-    ASSERT_TRUE(writer.addMeasurement("cpu:load", "", {1}));
-    ASSERT_TRUE(writer.addCounter("net:bytes", "", {1}));
-    const auto whole = writer.take();
-    for (std::size_t size = sizeof(ozo_msg); size < whole.size(); ++size) {
-        Frontend::send({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)});
+    std::string survivors;
+    for (std::size_t size = sizeof(ozo_msg); size <= whole; ++size) {
+        auto message = batchOf(size);
+        ASSERT_EQ(message.size(), whole);
+        message.resize(size);
+        Frontend::send(message);
+        if (size >= measurementEnd) {
+            survivors += "  values: " + std::to_string(size) + "\n";
+        }
     }
-    Frontend::send(whole);
     Frontend::awaitHandled();
-    EXPECT_EQ(type("dch filter pull keep 11").status, 0);
+
+    const std::string list = "  list {\n    subtype: COUNT\n    size: 100\n  }\n}\n";
+    EXPECT_THAT(decode(type("dch filter pull keep 11").output),
+                StartsWith("version: 1\nmeasurementCollections {\n  id: 1\n" + survivors +
+                           repeated("  timestamps: now\n", whole - measurementEnd + 1) + list +
+                           "counterCollections {\n  id: 2\n  values: " + std::to_string(whole) +
+                           "\n  timestamps: now\n" + list + "radioMetaData {\n"));
     EXPECT_EQ(stopCollector(), 0) << collector->error();
 }
 
