@@ -1,6 +1,7 @@
 #include "heapFault.hpp"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -21,6 +22,13 @@ void* allocate(std::size_t size) {
     return block;
 }
 
+// Wiped, so that whoever calls an object after its end meets no working table of functions.
+void release(void* block, std::size_t size) {
+    if (block != nullptr)
+        explicit_bzero(block, size);
+    std::free(block);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
@@ -39,12 +47,12 @@ void operator delete[](void* block) noexcept {
     std::free(block);
 }
 
-void operator delete(void* block, std::size_t /*size*/) noexcept {
-    std::free(block);
+void operator delete(void* block, std::size_t size) noexcept {
+    release(block, size);
 }
 
-void operator delete[](void* block, std::size_t /*size*/) noexcept {
-    std::free(block);
+void operator delete[](void* block, std::size_t size) noexcept {
+    release(block, size);
 }
 
 namespace Qdx::Test {
