@@ -1,8 +1,7 @@
 #include "benchUnit.hpp"
 
-#include <stdlib.h>
-
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>

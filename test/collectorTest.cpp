@@ -21,7 +21,6 @@
 namespace {
 
 using namespace Qdx::V1;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 using TestSupport::Process;
@@ -70,8 +69,9 @@ Answer type(const std::string& line) {
 Answer createFilter(const std::vector<std::string>& statements) {
     const auto created = type("dch fs create limit 0");
     const auto id = created.output.substr(std::string("Created transaction: ").size());
+    const auto add = "dch fs add " + id + " ";
     for (const auto& statement : statements) {
-        EXPECT_EQ(type("dch fs add " + id + " " + statement), (Answer{0, ""})) << statement;
+        EXPECT_EQ(type(add + statement), (Answer{0, ""})) << statement;
     }
     return type("dch fs commit " + id);
 }

@@ -23,6 +23,8 @@ using Trace::Level;
 // A registry that answers what a test sets and writes down what was asked of it.
 class FakeBackend : public QuardexBeIf {
 public:
+    virtual ~FakeBackend() = default;
+
     ErrorType pullFilterData(FilterId id, Clear clear, std::string& output) override {
         calls.push_back("pull " + text(id) + (clear == Clear::Yes ? " clear" : " keep"));
         output += data;
@@ -132,6 +134,7 @@ protected:
 std::vector<std::pair<std::string, std::string>> rowsOf(
     const std::vector<Bevel::CmdTableHelper::CmdDefinition>& table) {
     std::vector<std::pair<std::string, std::string>> rows;
+    rows.reserve(table.size());
     for (const auto& row : table) {
         rows.emplace_back(row.syntax, row.help);
     }
@@ -233,7 +236,7 @@ TEST_F(QuardexShellCommandsTest, CommandIsHiddenExactlyWhileItIsDisabled) {
 }
 
 // A backend whose registry fails with an exception.
-class ThrowingBackend : public FakeBackend {
+class ThrowingBackend final : public FakeBackend {
 public:
     void enableFilter(const FilterId&) override { throw std::runtime_error("no registry"); }
     void disableFilter(const FilterId&) override { throw 7; }
