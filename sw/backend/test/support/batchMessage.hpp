@@ -11,10 +11,10 @@
 
 namespace Qdx::Test {
 
-// Builds a BeProcessBatchesUreq, truthful unless told otherwise:
+// Builds a BeProcessBatchesUreq, truthful unless told otherwise; for one that never lies there is
+// batch.hpp:
 //
-//     BatchMessage().measurement("a:b rfBranch=1", 5).counter("c",
-//     1).claimCounterBytes(999).message()
+//     BatchMessage().measurement("a:b rfBranch=1", 5).claimCounterBytes(999).message()
 //
 // Items land in their sections whatever the order of the calls.
 class BatchMessage {
