@@ -1,8 +1,10 @@
 // Command lines of any words, one a line, through the real tables.
+#include <functional>
 #include <sstream>
 #include <string>
 
 #include "batchMessage.hpp"
+#include "exceptionGuard.hpp"
 #include "pieces.hpp"
 #include "quardex.hpp"
 #include "quardexShellCommands.hpp"
@@ -43,7 +45,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::ostringstream out;
         const int result = commands.cmdDch(words, out);
         Fuzz::require(result >= 0 && result <= 2);
-        collector.handleBeProcessBatchesUreq(sample.get());
+        // A filter may refuse a sample with an exception, which ends at the guard of the handlers.
+        const std::function<void()> feed = [&] {
+            collector.handleBeProcessBatchesUreq(sample.get());
+        };
+        Backend::exceptionGuard(feed)();
     }
     std::ostringstream out;
     collector.deleteAllFilters(out);

@@ -1,4 +1,5 @@
-// The collector as a user meets it: qdxd with the library, frontends over mailboxes, dch and rodc over the command socket.
+// The collector as a user meets it: qdxd with the library, frontends over mailboxes, dch and rodc
+// over the command socket.
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
@@ -20,10 +21,10 @@
 namespace {
 
 using namespace Qdx::V1;
-using TestSupport::Process;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+using TestSupport::Process;
 
 const char* const objects = R"(<infoObjectList>
     <tags><tag name="CPU"/><tag name="NET"/></tags>
@@ -139,15 +140,15 @@ protected:
     // A pull as the schema's own tools decode it, with the wall clock taken out.
     std::string decode(const std::string& pullOutput) {
         std::smatch match;
-        EXPECT_TRUE(std::regex_match(pullOutput, match,
-                                     std::regex("<QdxOutput>(.*)</QdxOutput>\n")))
+        EXPECT_TRUE(
+            std::regex_match(pullOutput, match, std::regex("<QdxOutput>(.*)</QdxOutput>\n")))
             << pullOutput;
         std::ofstream(unit.path() / "pull.b64") << match[1];
         const auto decoded =
             run({"/bin/sh", "-c",
-                 "base64 -d '" + (unit.path() / "pull.b64").string() + "' | '" PROTOC
-                 "' --decode=Qdx.InfoObjectCollections -I " SCHEMA_DIRECTORY
-                 " InfoObjectCollections.proto"});
+                 "base64 -d '" + (unit.path() / "pull.b64").string() +
+                     "' | '" PROTOC "' --decode=Qdx.InfoObjectCollections -I " SCHEMA_DIRECTORY
+                     " InfoObjectCollections.proto"});
         EXPECT_EQ(decoded.status, 0) << decoded.output;
         return std::regex_replace(decoded.output, std::regex("timestamps: [0-9]{10}"),
                                   "timestamps: now");

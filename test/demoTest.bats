@@ -71,6 +71,12 @@ start_demo() {
     nothing_runs
 }
 
+@test "renews one line of progress on a terminal" {
+    script -qec "$demo --build $build --seconds 2" "$out" </dev/null
+    grep -q $'\r\033\\[K1 of 2 s: .*\r\033\\[K2 of 2 s: ' "$out"
+    nothing_runs
+}
+
 @test "stays when asked to, takes the lines that it prints, and lets others run beside it" {
     run "$demo" --build "$build" --seconds 1 --keep
     echo "$output" | tee "$out"

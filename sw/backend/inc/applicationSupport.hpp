@@ -8,13 +8,16 @@
 
 namespace Qdx {
 
+// Opens the database once and keeps it open; configuration is read through it at the start.
 class ApplicationSupport {
 public:
-    // The instance, created on first use, which opens the database. Throws what opening throws; the next call tries again.
-    // Any thread may call; the pointer is valid until freeInstance() or the end of the process.
+    // The instance, created on first use, which opens the database. Throws what opening throws; the
+    // next call tries again. Any thread may call; the pointer is valid until freeInstance() or the
+    // end of the process.
     static ApplicationSupport* getInstance();
 
-    // Destroys the instance; the next getInstance() opens the file anew. No thread may be using the instance.
+    // Destroys the instance; the next getInstance() opens the file anew. No thread may be using the
+    // instance.
     static void freeInstance();
 
     // A share of the database: whoever holds it keeps the database open.

@@ -22,8 +22,7 @@ struct BatchItem {
 //
 //     BatchReader batch(message);
 //     while (batch.isBefore(batch.measurementEnd())) {
-//         if (!batch.readHead(item) || !batch.readPayload(item.size, payload)) ...  // the message
-//         lies
+//         if (!batch.readHead(item) || !batch.readPayload(item.size, payload)) ...  // it lies
 //     }
 //
 // The message must outlive the reader and the payloads.

@@ -35,7 +35,10 @@ public:
     // number of a list clause doesn't fit 32 bits.
     static std::optional<CaptureStatement> parse(std::string& text);
 
-    // Consume one clause at the start of text, if one stands there.
+    // Consume one clause at the start of text and take it into the statement. False: none stands
+    // there, text and statement are as before. A context clause with an unknown key or a value that
+    // doesn't fit is not consumed, but leaves the pairs before it behind. The list clauses throw
+    // like parse.
     void tryParseTags(std::string& text);
     void tryParseContext(std::string& text);
     bool tryParseCountNonList(std::string& text);

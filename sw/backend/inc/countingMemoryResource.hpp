@@ -60,6 +60,7 @@ private:
     std::shared_ptr<unsigned long> remainingSize;
     unsigned long numFailures = 0;
 
+    // Every live resource; for a debugger.
     static std::set<CountingMemoryResource*> instances;
     static std::vector<std::string> allocationPath;
     static std::map<std::vector<std::string>, unsigned long> failuresByPath;

@@ -9,8 +9,11 @@
 
 namespace Qdx::Backend {
 
-// The function with every exception caught, traced at Error and answered with a value-initialised result. An empty function
-// counts as one that throws std::bad_function_call.
+//     const std::function<void()> body = [this] { run(); };
+//     thread = start(exceptionGuard(body));
+//
+// The function with every exception caught, traced at Error and answered with a value-initialised
+// result. An empty function counts as one that throws std::bad_function_call.
 template <typename R, typename... Args>
 std::function<R(Args...)> exceptionGuard(const std::function<R(Args...)>& f) {
     return [f](Args... args) -> R {

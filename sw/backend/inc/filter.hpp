@@ -21,12 +21,17 @@ namespace Qdx::Backend {
 // captures the pair; from then on a sample costs one look-up by context text, two by number, and no
 // allocation here.
 //
-// Structures live in main memory, samples in content memory. When either is refused the sample is
-// lost without a word and the filter stays whole. One thread at a time; reads no clock.
+// Structures live in main memory, samples in content memory. A first sample that either refuses is
+// lost without a word and the filter stays whole; later refusals cost the oldest data of that key.
+// One thread at a time; reads no clock.
 class Filter {
 public:
     // Identity of the info object and number of the context.
     using AggregatorKey = std::pair<unsigned int, unsigned int>;
+
+    // Copies would keep their data outside the budget.
+    Filter(const Filter&) = delete;
+    Filter& operator=(const Filter&) = delete;
 
     // The resources behind content and main must outlive the filter. A static filter collects
     // nothing until markAsUsed().
@@ -66,6 +71,8 @@ public:
     // Drops what aggregators keep; the aggregators and their open windows stay.
     void clearData(time_point now);
 
+    // Drops the aggregators with their data and every decision about pairs; flag and context
+    // numbers stay.
     void eraseAggregators() noexcept;
 
     // Calls visit with identity and context text, once for each aggregator, in the order of
@@ -73,6 +80,7 @@ public:
     void getCapturedObjects(
         const std::function<void(const std::pair<InfoObjectId, std::string>&)>& visit) const;
 
+    // The context texts by number, as a copy on the ordinary heap.
     std::map<unsigned int, std::string> reverseContextsMap() const;
 
 private:

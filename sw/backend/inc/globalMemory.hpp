@@ -9,6 +9,7 @@ namespace Qdx::Backend {
 // it.
 class GlobalMemory {
 public:
+    // size in bytes. Must outlive every FilterMemory on it.
     explicit GlobalMemory(unsigned long size);
 
     CountingMemoryResource* getCommonResource() { return &common; }

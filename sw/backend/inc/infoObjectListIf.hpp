@@ -7,11 +7,13 @@
 
 namespace Qdx::Backend {
 
-// Read-only: any thread may call, and pointers that look-ups give stay valid as long as the catalogue.
+// Read-only: any thread may call, and pointers that look-ups give stay valid as long as the
+// catalogue.
 class InfoObjectListIf {
 public:
-    // The catalogue of the process. The first call reads the list file that the configuration names; when it can't be read the
-    // catalogue is empty. A list file with a missing attribute or an unknown type throws, and the next call tries again.
+    // The catalogue of the process. The first call reads the list file that the configuration
+    // names; when it can't be read the catalogue is empty. A list file with a missing attribute or
+    // an unknown type throws, as does a database that can't be opened; the next call tries again.
     static const InfoObjectListIf& getInstance();
 
     virtual ~InfoObjectListIf() = default;

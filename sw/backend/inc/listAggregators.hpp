@@ -68,7 +68,7 @@ public:
 private:
     void removeExpired(const AggregatorParamsVariant& params, time_point now);
 
-    time_point creationTime;
+    time_point creationTime;  // of the first sample; for whoever looks at a core dump
     Samples<T> samples;
 };
 

@@ -33,6 +33,7 @@ using Samples = std::pmr::vector<std::pair<time_point, T>>;
 // Serves one pull: create (addMetaData | addCollection)* (build | print)*. One thread at a time.
 class OutputEncoderIf {
 public:
+    // An empty encoder on the ordinary heap.
     static std::shared_ptr<OutputEncoderIf> create(const ClockAnchor& clockAnchor);
 
     // The serialised InfoObjectCollections of all that was added.
@@ -47,9 +48,10 @@ public:
     // Merges: fields that are set replace those added before.
     virtual void addMetaData(const Qdx::RadioMetaData& metaData) = 0;
 
-    // Adds the samples of one info object in one context, and gives the collection, for the caller to say how it was aggregated.
-    // The pointer lives as long as the encoder. Throws std::runtime_error when the context string (key.second) can't be decoded;
-    // the collection added so far stays.
+    // Adds the samples of one info object in one context, and gives the collection, for the caller
+    // to say how it was aggregated. The pointer lives as long as the encoder; null means that the
+    // samples were not taken. Throws std::runtime_error when the context string (key.second) can't
+    // be decoded; the collection added so far stays.
     virtual Qdx::MeasurementCollection* addCollection(
         const Samples<Qdx::V1::MeasurementData>& samples,
         const std::pair<InfoObjectId, std::string>& key) = 0;

@@ -47,7 +47,7 @@ public:
 
     // The body of the active object, and its steps: false if the step failed.
     void activeObjectStart();
-    bool allocateGlobalMemory();
+    bool allocateGlobalMemory();  // REQUIRES: no filters, whose memory would go with the old budget
     bool determineMaxNumberOfFilters();
     bool publishOZO();
     bool setupMessageHandlers();

@@ -77,12 +77,15 @@ public:
     std::variant<FilterId, std::string> fsCommit(unsigned transactionId,
                                                  std::optional<std::string> name, Static isStatic);
 
+private:
+    QuardexBeIf* backend;
+
+public:
     // The rows that the init operations register, with the handlers that they put in.
     std::vector<Bevel::CmdTableHelper::CmdDefinition> dchCommands;
     std::vector<Bevel::CmdTableHelper::CmdDefinition> rodcCommands;
 
 private:
-    QuardexBeIf* backend;
     std::uint32_t nextTransactionId = 0;
     std::map<std::uint32_t, Transaction> transactions;
     std::int64_t nextFilterId = 11;

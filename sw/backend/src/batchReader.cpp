@@ -24,9 +24,12 @@ std::string_view cutWord(std::string_view& text) {
 
 BatchReader::BatchReader(std::span<const unsigned char> batch)
     : message(batch),
-      measurementEndUntrusted(std::uint64_t{fixedSize} + V1::readBigEndian32(&batch[16])),
-      counterEndUntrusted(measurementEndUntrusted + V1::readBigEndian32(&batch[20])),
-      recordEndUntrusted(counterEndUntrusted + V1::readBigEndian32(&batch[24])) {}
+      measurementEndUntrusted(std::uint64_t{fixedSize} +
+                              V1::readBigEndian32(&batch[V1::measurementBytesOffset])),
+      counterEndUntrusted(measurementEndUntrusted +
+                          V1::readBigEndian32(&batch[V1::counterBytesOffset])),
+      recordEndUntrusted(counterEndUntrusted + V1::readBigEndian32(&batch[V1::recordBytesOffset])) {
+}
 
 bool BatchReader::readHead(BatchItem& item) {
     const auto rest = message.subspan(cursor);

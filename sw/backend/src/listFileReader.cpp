@@ -174,10 +174,14 @@ void parseListFile(std::FILE* file, ParserContext& context) {
     std::array<char, 1024> chunk{};
     while (std::feof(file) == 0 && std::ferror(file) == 0) {
         const auto size = std::fread(chunk.data(), 1, chunk.size(), file);
-        if (size > 0 && xmlParseChunk(parser.get(), chunk.data(), static_cast<int>(size), 0) != 0) {
+        if (size == 0) {
+            continue;
+        }
+        const int result = xmlParseChunk(parser.get(), chunk.data(), static_cast<int>(size), 0);
+        rethrowIfAny(reading);
+        if (result != 0) {
             xmlParserError(parser.get(), "xmlParseChunk");
         }
-        rethrowIfAny(reading);
     }
     xmlParseChunk(parser.get(), nullptr, 0, 1);
     rethrowIfAny(reading);

@@ -30,7 +30,7 @@ const std::map<Qdx::AggrSubType, std::string>& aggrSubTypeTexts() {
     return texts;
 }
 
-// What can't be converted shows as an empty text.
+// What becomes of a message that can't be converted is left to the conversion.
 std::string json(const google::protobuf::Message& message) {
     std::string text;
     static_cast<void>(google::protobuf::util::MessageToJsonString(message, &text));

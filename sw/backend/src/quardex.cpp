@@ -215,14 +215,17 @@ bool Quardex::setupMessageHandlers() {
          }},
         {V1::beProcessMetaDataUreq, [this](ozo_msg* msg) { handleBeProcessMetaDataUreq(msg); }},
     };
-    for (const auto& [messageNumber, handle] : subscriptions) {
+    for (const auto& subscription : subscriptions) {
         const OzoMessageSubscriptionIf::Handler handler =
-            [handle = handle](const std::shared_ptr<ozo_msg>& msg) { handle(msg.get()); };
+            [handle = subscription.handle](const std::shared_ptr<ozo_msg>& msg) {
+                handle(msg.get());
+            };
         const int result = OzoMessageSubscriptionIf::getInstance().addHandler(
-            messageNumber, exceptionGuard(handler));
+            subscription.messageNumber, exceptionGuard(handler));
         if (result != 0) {
-            QDX_TRACE(Error, "Failed to add msg handler for " << std::hex << messageNumber << ": "
-                                                              << result << " was returned");
+            QDX_TRACE(Error, "Failed to add msg handler for "
+                                 << std::hex << subscription.messageNumber << ": " << result
+                                 << " was returned");
             return false;
         }
     }

@@ -22,9 +22,9 @@ namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-Bytes bytesOf(const ozo_msg* msg, const std::string& handler) {
+Bytes bytesOf(const ozo_msg* msg, const char* handler) {
     if (msg == nullptr) {
-        throw std::runtime_error("Null pointer in " + handler);
+        throw std::runtime_error(std::string("Null pointer in ") + handler);
     }
     return {reinterpret_cast<const unsigned char*>(msg), ozo_size(msg)};
 }
@@ -38,18 +38,21 @@ bool hasFixedFields(Bytes message, std::size_t fixedSize, const char* name) {
     return false;
 }
 
-// Sorted as the words that they are on the wire, and turned only then: a frontend that offers 256
-// or more is compared by its reversed bytes, and every deployed frontend counts on the outcome.
+// Sorted as the host reads the words of the wire, and turned only then: the protocol compares
+// revisions of 256 and more by their reversed bytes.
 std::vector<std::uint32_t> supportedRevisions(Bytes request) {
-    const auto countUntrusted = V1::readBigEndian32(&request[12]);
-    const auto words = request.subspan(V1::beConnectionReqFixedSize);
+    const auto countUntrusted = V1::readBigEndian32(&request[V1::revisionCountOffset]);
+    auto words = request.subspan(V1::beConnectionReqFixedSize);
     if (words.size() / sizeof(std::uint32_t) < countUntrusted) {
         QDX_TRACE(Error, "BeConnectionReq claims " << countUntrusted
                                                    << " revisions, which run past its end");
         return {};
     }
     std::vector<std::uint32_t> revisions(countUntrusted);
-    std::memcpy(revisions.data(), words.data(), countUntrusted * sizeof(std::uint32_t));
+    for (auto& revision : revisions) {
+        std::memcpy(&revision, words.data(), sizeof(revision));
+        words = words.subspan(sizeof(revision));
+    }
     std::sort(revisions.begin(), revisions.end());
     for (auto& revision : revisions) {
         revision = V1::readBigEndian32(reinterpret_cast<const unsigned char*>(&revision));
@@ -84,16 +87,28 @@ std::string firstWord(const char* text) {
 
 std::string jsonOf(const Qdx::RadioMetaData& metaData) {
     std::string json;
-    // A message that can't be converted shows as what was converted.
+    // What becomes of a message that can't be converted is left to the conversion.
     (void)google::protobuf::util::MessageToJsonString(metaData, &json);
     return json;
 }
 
-// False, with a trace, when the message lies about the length of the item's head or payload.
-bool isTold(bool whole, const BatchReader& batch) {
+// Reads the next item's head; false, with a trace, when the message lies about its length.
+bool readHead(BatchReader& batch, BatchItem& item) {
+    const bool whole = batch.readHead(item);
     if (!whole) {
-        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the item at offset "
+        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the head of the item at offset "
                              << batch.offset() << ". Dropping the rest of the message.");
+    }
+    return whole;
+}
+
+// Reads the payload behind a head, in the same way.
+bool readPayload(BatchReader& batch, const BatchItem& item, Bytes& payload) {
+    const bool whole = batch.readPayload(item.size, payload);
+    if (!whole) {
+        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the payload of "
+                             << item.size << " bytes at offset " << batch.offset()
+                             << ". Dropping the rest of the message.");
     }
     return whole;
 }
@@ -123,9 +138,11 @@ void Quardex::replyToConnectionReq(const ozo_msg* request, std::uint32_t message
         throw std::bad_alloc();
     }
     auto* bytes = reinterpret_cast<unsigned char*>(reply);
-    std::memcpy(bytes + 4, reinterpret_cast<const unsigned char*>(request) + 4, 4);
-    V1::writeBigEndian32(V1::connectionReference, bytes + 8);
-    V1::writeBigEndian32(value, bytes + 12);
+    std::memcpy(bytes + V1::procedureReferenceOffset,
+                reinterpret_cast<const unsigned char*>(request) + V1::procedureReferenceOffset,
+                sizeof(std::uint32_t));
+    V1::writeBigEndian32(V1::connectionReference, bytes + V1::connectionReferenceOffset);
+    V1::writeBigEndian32(value, bytes + V1::replyValueOffset);
     ozo_send(reply, ozo_sender(request), OZO_MY_MAILBOX);
 }
 
@@ -136,9 +153,10 @@ void Quardex::handleBeProcessMetaDataUreq(ozo_msg* msg) {
         return;
     }
     QDX_TRACE(Trace6, "Received OZO message, messageNumber: "
-                          << V1::readBigEndian32(&message[0])
-                          << ", procedureReference: " << V1::readBigEndian32(&message[4])
-                          << ", connectionReference: " << V1::readBigEndian32(&message[8]));
+                          << V1::readBigEndian32(&message[0]) << ", procedureReference: "
+                          << V1::readBigEndian32(&message[V1::procedureReferenceOffset])
+                          << ", connectionReference: "
+                          << V1::readBigEndian32(&message[V1::connectionReferenceOffset]));
     const auto text = message.subspan(V1::headerSize);
     if (std::find(text.begin(), text.end(), 0) == text.end()) {
         QDX_TRACE(Error, "BeProcessMetaDataUreq ends before its text does");
@@ -184,14 +202,14 @@ bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObj
     BatchItem item;
     Bytes payload;
     while (batch.isBefore(sectionEnd)) {
-        if (!isTold(batch.readHead(item), batch)) {
+        if (!readHead(batch, item)) {
             return false;
         }
         if (item.size != sizeof(std::int64_t)) {
             QDX_TRACE(Error, sizeError << item.size);
             return false;
         }
-        if (!isTold(batch.readPayload(item.size, payload), batch)) {
+        if (!readPayload(batch, item, payload)) {
             return false;
         }
         const auto* object = catalogue.getInfoObject(item.name);
@@ -208,7 +226,7 @@ void Quardex::handleRecords(BatchReader& batch) {
     BatchItem item;
     Bytes payload;
     while (batch.isBefore(batch.recordEnd())) {
-        if (!isTold(batch.readHead(item) && batch.readPayload(item.size, payload), batch)) {
+        if (!readHead(batch, item) || !readPayload(batch, item, payload)) {
             return;
         }
         const auto* object = catalogue.getInfoObject(item.name);

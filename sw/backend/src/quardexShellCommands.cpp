@@ -127,7 +127,8 @@ void guardRows(std::vector<CmdDefinition>& table, const RowHandler* disabledHand
 }  // namespace
 
 QuardexShellCommands::QuardexShellCommands(QuardexBeIf* collector)
-    : dchCommands{
+    : backend(collector),
+      dchCommands{
           {"dch filter pull { keep | clear } <filterId>",
            adapter(this, &QuardexShellCommands::handleCommandFilterPull),
            "Extract data from an existing filter. Choose whether the extracted data should be "
@@ -144,8 +145,7 @@ QuardexShellCommands::QuardexShellCommands(QuardexBeIf* collector)
           {"dch filter deleteAll",
            adapter(this, &QuardexShellCommands::handleCommandFilterDeleteAll),
            "Delete all filters and all associated data."},
-          {"dch filter clearAll",
-           adapter(this, &QuardexShellCommands::handleCommandFilterClearAll),
+          {"dch filter clearAll", adapter(this, &QuardexShellCommands::handleCommandFilterClearAll),
            "Clear data from all filters."},
           {"dch fs create limit < 0 | memoryLimit>",
            adapter(this, &QuardexShellCommands::handleCommandFsCreate),
@@ -167,8 +167,7 @@ QuardexShellCommands::QuardexShellCommands(QuardexBeIf* collector)
           {"rodc show <numberOfMeasurements>",
            adapter(this, &QuardexShellCommands::handleCommandRodcShow),
            "Show the most recent measurements, as specified by the parameter"},
-      },
-      backend(collector) {}
+      } {}
 
 // --- Registration ------------------------------------------------------------------------------
 

@@ -12,8 +12,7 @@ namespace Qdx::V1 {
 
 // A context string is one or more key=value pairs joined by commas: "rfBranch=3,carrierId=7". The
 // keys are the fields of InfoObjectContext in lowerCamelCase, the values signed 32-bit decimals
-// with
-// "-" as the only sign. Blanks, an empty pair and a key that stands twice can't be decoded; the
+// whose only sign is "-". Blanks, an empty pair and a key that stands twice can't be decoded; the
 // empty string, which says that a value has no context, can't be either.
 //
 // Any thread may call.

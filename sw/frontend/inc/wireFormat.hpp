@@ -28,8 +28,15 @@ inline constexpr std::uint32_t beConnectionRej = 0x017070C2;
 inline constexpr std::uint32_t beProcessBatchesUreq = 0x017070C3;
 inline constexpr std::uint32_t beProcessMetaDataUreq = 0x017070C6;
 
-// Sizes of what stands at fixed offsets.
+// Offsets of fields, and sizes of what stands at fixed offsets.
+inline constexpr std::size_t procedureReferenceOffset = 4;
+inline constexpr std::size_t connectionReferenceOffset = 8;
 inline constexpr std::size_t headerSize = 4 + 4 + 4;
+inline constexpr std::size_t revisionCountOffset = headerSize;
+inline constexpr std::size_t replyValueOffset = headerSize;
+inline constexpr std::size_t measurementBytesOffset = headerSize + 4;
+inline constexpr std::size_t counterBytesOffset = headerSize + 4 + 4;
+inline constexpr std::size_t recordBytesOffset = headerSize + 4 + 4 + 4;
 inline constexpr std::size_t beConnectionReqFixedSize = headerSize + 4;
 inline constexpr std::size_t beConnectionReplySize = headerSize + 4;
 inline constexpr std::size_t beProcessBatchesFixedSize = headerSize + 4 + 4 + 4 + 4;

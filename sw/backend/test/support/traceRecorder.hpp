@@ -25,8 +25,7 @@ struct TraceLine {
 //
 //     TraceRecorder::instance().clear();
 //     ...
-//     EXPECT_THAT(TraceRecorder::instance().texts(Level::Error), ElementsAre("Could not open file
-//     x"));
+//     EXPECT_THAT(TraceRecorder::instance().texts(Level::Error), ElementsAre("No file x"));
 class TraceRecorder {
 public:
     using Level = Backend::Trace::Level;

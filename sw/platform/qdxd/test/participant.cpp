@@ -55,7 +55,8 @@ const std::vector<CmdDefinition>& table() {
         {"dch echo <word>", echo, "Says the words back."},
         {"dch exit <status>", exitWith, "Exits with the status."},
         {"dch bytes <count>", writeBytes, "Writes so many bytes."},
-        {"dch hold <pipe>", hold, "Waits until the pipe is written to."}};
+        {"dch hold <pipe>", hold,
+         "Waits, with all the patience that a command can have, until the pipe is written to."}};
     return rows;
 }
 

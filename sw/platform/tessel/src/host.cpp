@@ -19,6 +19,9 @@ std::size_t Host::startParticipants() {
     std::size_t started = 0;
     for (const auto& factory : StartupRegistry::instance().take()) {
         auto participant = factory();
+        if (participant == nullptr) {
+            continue;
+        }
         participant->start();
         participants_.push_back(std::move(participant));
         ++started;

@@ -158,13 +158,14 @@ TEST(ActiveObjectTest, StartsAndStopsAHundredTimesWithPostsFromSeveralThreads) {
     std::atomic<int> done = 0;
     for (int round = 0; round < 100; ++round) {
         auto object = makeActiveObject([&done] { ++done; });
-        std::vector<std::thread> posters;
-        for (int poster = 0; poster < 4; ++poster) {
-            posters.emplace_back([object, &done] {
-                for (int i = 0; i < 10; ++i) {
-                    object->runOnActiveObject([&done] { ++done; });
-                }
-            });
+        const auto post = [&done](const std::shared_ptr<ActiveObjectIf>& poster) {
+            for (int i = 0; i < 10; ++i) {
+                poster->runOnActiveObject([&done] { ++done; });
+            }
+        };
+        std::array<std::thread, 4> posters;
+        for (auto& poster : posters) {
+            poster = std::thread(post, object);
         }
         // Now and then a poster holds the last reference.
         object.reset();

@@ -24,8 +24,8 @@ public:
     explicit OddServer(std::string answer) : fd_(socket(AF_UNIX, SOCK_STREAM, 0)) {
         std::filesystem::create_directories(runDirectory());
         const auto address = addressOf(socketPath());
-        bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-        listen(fd_, 1);
+        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(fd_, 1), 0);
         thread_ = std::thread([this, answer = std::move(answer)] {
             const int client = accept(fd_, nullptr, nullptr);
             std::array<char, 1024> request{};

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 
@@ -32,7 +33,7 @@ protected:
 
 // Registers on an active object.
 int registerOn(ActiveObjectIf& object, const std::string& word,
-               Tessel::CommandRegistry::V1::CommandRegistryIf::Command command) {
+               const Tessel::CommandRegistry::V1::CommandRegistryIf::Command& command) {
     return on(object, [=] { return registerCommand(word, command); });
 }
 
@@ -83,9 +84,9 @@ TEST_F(CommandRegistryTest, RunsTheCommandsOfAnActiveObjectOneAtATime) {
         return 0;
     });
     Record<int> statuses;
-    std::vector<std::thread> clients;
-    for (int i = 0; i < 8; ++i) {
-        clients.emplace_back([&] { statuses.add(type({"alone"}).status); });
+    std::array<std::thread, 8> clients;
+    for (auto& client : clients) {
+        client = std::thread([&] { statuses.add(type({"alone"}).status); });
     }
     for (auto& client : clients) {
         client.join();
@@ -215,7 +216,8 @@ TEST_F(CommandRegistryTest, SendsAFullBufferWithoutAFlush) {
 }
 
 TEST_F(CommandRegistryTest, CarriesFiftyMegabytesWhole) {
-    std::string text(50 * 1000 * 1000, '\0');
+    std::string text;
+    text.resize(50000000);
     for (std::size_t i = 0; i < text.size(); ++i) {
         text[i] = static_cast<char>('a' + i % 23);
     }

@@ -93,6 +93,12 @@ TEST_F(HostTest, StartsAParticipantOnce) {
     EXPECT_EQ(host.startParticipants(), 1U);
 }
 
+TEST_F(HostTest, PassesOverAFactoryThatGivesNoParticipant) {
+    StartupRegistrar([]() -> std::shared_ptr<StartupParticipantIf> { return nullptr; });
+    participant("a");
+    EXPECT_EQ(host.startParticipants(), 1U);
+}
+
 TEST_F(HostTest, KeepsThoseStartedBeforeOneThatThrows) {
     participant("a");
     StartupRegistrar([]() -> std::shared_ptr<StartupParticipantIf> {

@@ -60,7 +60,8 @@ TEST_F(DchTest, PrintsFiftyMegabytesWhole) {
     const Daemon daemon;
     Process dch({DCH, "bytes", "50000000"});
     EXPECT_EQ(dch.awaitExit(), 0);
-    EXPECT_TRUE(dch.output() == std::string(50000000, 'x'));
+    EXPECT_EQ(dch.output().size(), 50000000U);
+    EXPECT_EQ(dch.output().find_first_not_of('x'), std::string::npos);
 }
 
 TEST_F(DchTest, SaysWhereItLookedForACollector) {
@@ -81,6 +82,16 @@ TEST_F(DchTest, PrintsTheTableOfItsSubcommands) {
     Process help({DCH, "--help"});
     EXPECT_EQ(help.awaitExit(), 0);
     EXPECT_EQ(help.output(), bare.output());
+}
+
+TEST_F(DchTest, CutsLongHelpBetweenWordsAtTheWidthOfATerminal) {
+    const Daemon daemon;
+    Process help({DCH, "--help"});
+    EXPECT_EQ(help.awaitExit(), 0);
+    EXPECT_THAT(help.output(), HasSubstr("  dch hold <pipe>\n"
+                                         "      Waits, with all the patience that a command can "
+                                         "have, until the pipe is\n"
+                                         "      written to.\n"));
 }
 
 TEST_F(DchTest, TellsItsUsageWithoutACollectorToo) {
@@ -105,7 +116,7 @@ TEST_F(DchTest, GivesWordsThatLookLikeOptionsToTheCommand) {
 
 TEST_F(DchTest, RefusesALineThatIsTooLong) {
     const Daemon daemon;
-    Process dch({DCH, "echo", std::string(100000, 'x')});
+    Process dch({DCH, "echo", std::string(10000, 'x')});
     EXPECT_EQ(dch.awaitExit(), 64);
     EXPECT_EQ(dch.error(), "the command line is longer than 4096 characters\n");
 }

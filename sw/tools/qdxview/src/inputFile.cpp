@@ -19,6 +19,9 @@ std::string readAll(std::istream& stream, const std::string& source, std::size_t
             throw BadData(source + ": longer than " + std::to_string(limit) + " bytes");
         }
     }
+    if (stream.bad()) {
+        throw NoInput(source + ": cannot be read to its end");
+    }
     return text;
 }
 

@@ -131,7 +131,7 @@ void printRows(std::ostream& out, const std::vector<Row>& rows, const TableStyle
 
 void append(std::string& line, const char* label, const std::string& text) {
     if (!text.empty()) {
-        line += (line.empty() ? "" : ", ") + (label + text);
+        line.append(line.empty() ? "" : ", ").append(label).append(text);
     }
 }
 

@@ -91,7 +91,7 @@ std::string newestText(const Series& series, const Scale& scale, const std::stri
     const auto end = series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown);
     std::string text;
     for (auto value = series.numbers.rbegin(); value != end; ++value) {
-        text += (text.empty() ? "" : " ") + scale.text(*value);
+        text.append(text.empty() ? "" : " ").append(scale.text(*value));
     }
     return text.empty() || unit.empty() ? text : text + ' ' + unit;
 }

@@ -41,6 +41,12 @@ TEST(InputFile, TellsWhyAFileCannotBeOpened) {
               path + ": No such file or directory");
 }
 
+// The first page of a process is never mapped.
+TEST(InputFile, TellsOfAFileThatCannotBeRead) {
+    EXPECT_EQ(errorText<NoInput>([] { readFile("/proc/self/mem", 10); }),
+              "/proc/self/mem: cannot be read to its end");
+}
+
 TEST(InputFile, RefusesADirectory) {
     const TemporaryFolder folder;
     const auto path = folder.path("");

@@ -51,6 +51,15 @@ view() { run "$QDXVIEW" "$@"; }
     [[ ${lines[2]} != *PLOT ]]
 }
 
+@test "fills the terminal" {
+    for columns in 42 60; do
+        run script -qec "stty cols $columns; $QDXVIEW $pull_file" /dev/null </dev/null
+        [ "$status" -eq 0 ]
+        [[ $columns -eq 42 || $output == *PLOT* ]]
+        [[ $columns -eq 60 || $output == *NEWEST* && $output != *PLOT* ]]
+    done
+}
+
 @test "tells its options and its version" {
     view --help
     [ "$status" -eq 0 ]

@@ -1,8 +1,7 @@
 // Tables of subcommands and the search of the row that typed words mean.
 //
-//     helper.registerCmdTable("dch", {{"dch filter status", status, "Show status of filters."},
-//                                     {"dch filter enable <filterId>", enable, "Enable a
-//                                     filter."}});
+//     helper.registerCmdTable("dch", {{"dch filter status", status, "Show all filters."},
+//                                     {"dch filter enable <filterId>", enable, "Enable one."}});
 //     helper.executeCmd({"dch", "filter", "enable", "11"}, std::cout);   // calls enable
 #pragma once
 

@@ -89,6 +89,7 @@ private:
 
     static std::vector<char*> pointersTo(std::vector<std::string>& texts) {
         std::vector<char*> pointers;
+        pointers.reserve(texts.size() + 1);
         for (auto& text : texts) {
             pointers.push_back(text.data());
         }
@@ -103,8 +104,9 @@ private:
             added.emplace(text.substr(0, equals), text.substr(equals + 1));
         }
         std::vector<std::string> variables;
+        variables.reserve(added.size());
         for (const auto& [name, value] : added) {
-            variables.push_back(name + '=' + value);
+            variables.push_back(std::string(name).append("=").append(value));
         }
         return variables;
     }

@@ -29,8 +29,8 @@ public:
     using Patience = std::chrono::milliseconds;
 
     // Creates and starts, in the order of registration, what registered since the last call; gives
-    // their number. What a factory or start() throws passes through, with those started before
-    // kept.
+    // their number; a factory that gives none is passed over. What a factory or start() throws
+    // passes through, with those started before kept.
     std::size_t startParticipants();
 
     // Waits until every active object has run its function, so that what it offers is there.

@@ -10,7 +10,11 @@
 namespace Tessel::OzoMessageSubscription::V1 {
 
 // Both operations work for the calling thread, which must be an active object's: its handlers run
-// there, one message at a time. A message without a handler is freed and counted.
+// there, one message at a time, with posted functions let in between. A message without a handler
+// is freed and counted. An exception that leaves a handler ends the process: guard them.
+//
+// A handler or a posted function may delete the mailbox; once it has returned, another mailbox of
+// the thread can be added and meets the same handlers.
 class OzoMessageSubscriptionIf {
 public:
     using Handler = std::function<void(const std::shared_ptr<ozo_msg>&)>;

@@ -56,8 +56,9 @@ public:
         return Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf::getInstance();
     }
 
-    int handle(std::uint32_t number,
-               Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf::Handler handler) {
+    int handle(
+        std::uint32_t number,
+        const Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf::Handler& handler) {
         return on(*object, [number, handler] { return service().addHandler(number, handler); });
     }
 
