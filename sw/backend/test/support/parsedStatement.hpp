@@ -23,6 +23,7 @@ inline Backend::CaptureStatement parsed(const std::string& text) {
 
 inline std::vector<Backend::CaptureStatement> parsedAll(const std::vector<std::string>& texts) {
     std::vector<Backend::CaptureStatement> statements;
+    statements.reserve(texts.size());
     for (const auto& text : texts) {
         statements.push_back(parsed(text));
     }
