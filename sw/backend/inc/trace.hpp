@@ -7,14 +7,14 @@
 
 // Emits one trace event: QDX_TRACE(Error, "Could not open file " << path). The message is built
 // only if the level is on. Never throws: a message that can't be built is lost.
-#define QDX_TRACE(level, message)                                               \
-    do {                                                                        \
-        if (::Qdx::Backend::Trace::isOn(::Qdx::Backend::Trace::Level::level)) { \
-            ::Qdx::Backend::Trace::write(                                       \
-                ::Qdx::Backend::Trace::Level::level,                            \
-                ::Qdx::Backend::Trace::shortFileName(__FILE__), __LINE__,       \
-                [&](std::ostream& qdxTraceText) { qdxTraceText << message; });  \
-        }                                                                       \
+#define QDX_TRACE(level, ...)                                                      \
+    do {                                                                           \
+        if (::Qdx::Backend::Trace::isOn(::Qdx::Backend::Trace::Level::level)) {    \
+            ::Qdx::Backend::Trace::write(                                          \
+                ::Qdx::Backend::Trace::Level::level,                               \
+                ::Qdx::Backend::Trace::shortFileName(__FILE__), __LINE__,          \
+                [&](std::ostream& qdxTraceText) { qdxTraceText << __VA_ARGS__; }); \
+        }                                                                          \
     } while (false)
 
 namespace Qdx::Backend::Trace {

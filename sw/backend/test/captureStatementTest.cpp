@@ -13,6 +13,7 @@
 #include "heapFault.hpp"
 #include "listAggregators.hpp"
 #include "memoryFaults.hpp"
+#include "parsedStatement.hpp"
 #include "series.hpp"
 
 namespace Qdx::Backend {
@@ -22,6 +23,7 @@ using namespace std::chrono_literals;
 using Qdx::Test::DefaultResourceScope;
 using Qdx::Test::FailingResource;
 using Qdx::Test::HeapFault;
+using Qdx::Test::parsed;
 using Qdx::Test::Point;
 using Qdx::Test::record;
 using Qdx::Test::RecordingEncoder;
@@ -39,14 +41,6 @@ using Entries = std::pmr::vector<CaptureStatement::AggregatorEntry>;
 // Statements order by their aggregators, so two of them are told apart by that alone.
 bool isSame(const CaptureStatement& one, const CaptureStatement& other) {
     return !(one < other) && !(other < one);
-}
-
-CaptureStatement parsed(const std::string& text) {
-    auto rest = text;
-    auto statement = CaptureStatement::parse(rest);
-    if (!statement)
-        throw std::logic_error("no statement: " + text);
-    return *std::move(statement);
 }
 
 // What a failed parse leaves over; "parsed" if it didn't fail.
@@ -116,28 +110,28 @@ constexpr MeasurementData measurement{5};
 constexpr CounterData counter{5};
 
 TEST(CaptureStatement, ParsesACountList) {
-    EXPECT_THAT(created(" list count 5", measurement), ElementsAre("measurements 5"));
+    EXPECT_THAT(created("list count 5", measurement), ElementsAre("measurements 5"));
 }
 
 TEST(CaptureStatement, ParsesADurationList) {
-    EXPECT_THAT(created(" list duration 60", measurement), ElementsAre("measurements of 60 s"));
+    EXPECT_THAT(created("list duration 60", measurement), ElementsAre("measurements of 60 s"));
 }
 
 TEST(CaptureStatement, ParsesAllMethodsOfCountWindows) {
-    EXPECT_THAT(created(" min count 1 2 max count 2 4 average count 3 9", measurement),
+    EXPECT_THAT(created("min count 1 2 max count 2 4 average count 3 9", measurement),
                 ElementsAre("count min 1 x 2", "count max 2 x 2", "count average 3 x 3"));
-    EXPECT_THAT(created(" sum count 10 50", counter), ElementsAre("count sum 10 x 5"));
+    EXPECT_THAT(created("sum count 10 50", counter), ElementsAre("count sum 10 x 5"));
 }
 
 TEST(CaptureStatement, ParsesAllMethodsOfDurationWindows) {
     EXPECT_THAT(
-        created(" min duration 1 2 max duration 2 4 average duration 3 9", measurement),
+        created("min duration 1 2 max duration 2 4 average duration 3 9", measurement),
         ElementsAre("duration min 1 s x 2", "duration max 2 s x 2", "duration average 3 s x 3"));
-    EXPECT_THAT(created(" sum duration 10 50", counter), ElementsAre("duration sum 10 s x 5"));
+    EXPECT_THAT(created("sum duration 10 50", counter), ElementsAre("duration sum 10 s x 5"));
 }
 
 TEST(CaptureStatement, ParsesTagsContextAndWindows) {
-    const std::string text = " tags A_B C context rfBranch 1 max duration 60 3600";
+    const std::string text = "tags A_B C context rfBranch 1 max duration 60 3600";
     EXPECT_THAT(parsed(text).getTags(), ElementsAre("A_B", "C"));
     EXPECT_THAT(created(text, measurement, object({"A_B", "C", "D"}), "rfBranch=1"),
                 ElementsAre("duration max 60 s x 60"));
@@ -193,14 +187,14 @@ TEST(CaptureStatement, StopsAtASecondContextClause) {
 }
 
 TEST(CaptureStatement, TakesAKeyTwiceInOneContextClause) {
-    const std::string text = " context rfBranch 1 rfBranch 2 list count 1";
+    const std::string text = "context rfBranch 1 rfBranch 2 list count 1";
     EXPECT_THAT(created(text, measurement, object(), "rfBranch=1"), ElementsAre("measurements 1"));
     EXPECT_THAT(created(text, measurement, object(), "rfBranch=2"), ElementsAre("measurements 1"));
     EXPECT_THAT(created(text, measurement, object(), "rfBranch=3"), IsEmpty());
 }
 
 TEST(CaptureStatement, MergesRepeatedTags) {
-    EXPECT_THAT(parsed(" tags B A B list count 1").getTags(), ElementsAre("A", "B"));
+    EXPECT_THAT(parsed("tags B A B list count 1").getTags(), ElementsAre("A", "B"));
 }
 
 TEST(CaptureStatement, EndsTagsAtTheFirstWordThatIsNone) {
@@ -216,10 +210,10 @@ TEST(CaptureStatement, FailsAtAnUnknownContextKey) {
 }
 
 TEST(CaptureStatement, TakesContextValuesOfThirtyTwoBits) {
-    EXPECT_THAT(created(" context rfBranch 2147483647 list count 1", measurement, object(),
+    EXPECT_THAT(created("context rfBranch 2147483647 list count 1", measurement, object(),
                         "rfBranch=2147483647"),
                 ElementsAre("measurements 1"));
-    EXPECT_THAT(created(" context rfBranch -2147483648 list count 1", measurement, object(),
+    EXPECT_THAT(created("context rfBranch -2147483648 list count 1", measurement, object(),
                         "rfBranch=-2147483648"),
                 ElementsAre("measurements 1"));
 }
@@ -232,22 +226,21 @@ TEST(CaptureStatement, FailsAtAContextValueOutsideThirtyTwoBits) {
 }
 
 TEST(CaptureStatement, TakesAZeroPaddedContextValue) {
-    EXPECT_THAT(created(" context rfBranch 007 list count 1", measurement, object(), "rfBranch=7"),
+    EXPECT_THAT(created("context rfBranch 007 list count 1", measurement, object(), "rfBranch=7"),
                 ElementsAre("measurements 1"));
 }
 
 TEST(CaptureStatement, MakesAWindowChainOfNeighbouringNumbers) {
-    EXPECT_THAT(created(" min count 10 100 1000 max count 5 10", measurement),
+    EXPECT_THAT(created("min count 10 100 1000 max count 5 10", measurement),
                 ElementsAre("count min 10 x 10", "count min 100 x 10", "count max 5 x 2"));
-    EXPECT_THAT(created(" max duration 60 3600 86400", measurement),
+    EXPECT_THAT(created("max duration 60 3600 86400", measurement),
                 ElementsAre("duration max 60 s x 60", "duration max 3600 s x 24"));
 }
 
 TEST(CaptureStatement, TakesAggregatorsInAnyOrder) {
-    EXPECT_THAT(
-        created(" list count 1 min duration 1 1 list duration 2 max count 3 3", measurement),
-        ElementsAre("measurements 1", "duration min 1 s x 1", "measurements of 2 s",
-                    "count max 3 x 1"));
+    EXPECT_THAT(created("list count 1 min duration 1 1 list duration 2 max count 3 3", measurement),
+                ElementsAre("measurements 1", "duration min 1 s x 1", "measurements of 2 s",
+                            "count max 3 x 1"));
 }
 
 TEST(CaptureStatement, FailsAtANumberThatDoesNotDivideTheNext) {
@@ -257,9 +250,9 @@ TEST(CaptureStatement, FailsAtANumberThatDoesNotDivideTheNext) {
 }
 
 TEST(CaptureStatement, TakesZeroAfterAnyNumber) {
-    EXPECT_THAT(created(" min count 0 0", measurement), ElementsAre("count min 0 x 0"));
-    EXPECT_THAT(created(" min count 5 0", measurement), ElementsAre("count min 5 x 0"));
-    EXPECT_THAT(created(" min duration 5 0 0", measurement),
+    EXPECT_THAT(created("min count 0 0", measurement), ElementsAre("count min 0 x 0"));
+    EXPECT_THAT(created("min count 5 0", measurement), ElementsAre("count min 5 x 0"));
+    EXPECT_THAT(created("min duration 5 0 0", measurement),
                 ElementsAre("duration min 5 s x 0", "duration min 0 s x 0"));
 }
 
@@ -273,15 +266,15 @@ TEST(CaptureStatement, LeavesTextThatFollowsANumberDirectly) {
 }
 
 TEST(CaptureStatement, TakesTheLargestNumber) {
-    EXPECT_THAT(created(" list count 4294967295", measurement),
+    EXPECT_THAT(created("list count 4294967295", measurement),
                 ElementsAre("measurements 4294967295"));
-    EXPECT_THAT(created(" min duration 4294967295 4294967295", measurement),
+    EXPECT_THAT(created("min duration 4294967295 4294967295", measurement),
                 ElementsAre("duration min 4294967295 s x 1"));
 }
 
 TEST(CaptureStatement, ConsumesAWindowClauseWhoseFirstNumberIsTooLarge) {
     EXPECT_EQ(leftOver(" min count 4294967296 8"), "");
-    EXPECT_THAT(created(" min count 4294967296 8 list count 1", measurement),
+    EXPECT_THAT(created("min count 4294967296 8 list count 1", measurement),
                 ElementsAre("measurements 1"));
 }
 
@@ -290,7 +283,7 @@ TEST(CaptureStatement, ConsumesAWindowClauseWhoseSecondNumberIsTooLarge) {
 }
 
 TEST(CaptureStatement, KeepsTheWindowsBeforeANumberThatIsTooLarge) {
-    EXPECT_THAT(created(" max count 5 10 4294967296 7", measurement),
+    EXPECT_THAT(created("max count 5 10 4294967296 7", measurement),
                 ElementsAre("count max 5 x 2"));
 }
 
@@ -361,7 +354,7 @@ TEST(CaptureStatement, TakesBytesOfAnyValueForText) {
 TEST(CaptureStatement, ParsedStatementStandsOnTheHeapAndNotOnTheDefaultResource) {
     const DefaultResourceScope noDefault(std::pmr::null_memory_resource());
     const auto statement = parsed(
-        " tags A_TAG_THAT_IS_LONGER_THAN_A_SMALL_BUFFER context aasRfPortPolarization 1 list count "
+        "tags A_TAG_THAT_IS_LONGER_THAN_A_SMALL_BUFFER context aasRfPortPolarization 1 list count "
         "1");
     EXPECT_EQ(statement.getTags().get_allocator().resource(), std::pmr::new_delete_resource());
     EXPECT_EQ(statement.getTags().begin()->get_allocator().resource(),
@@ -388,7 +381,7 @@ TEST(CaptureStatement, NewStatementStandsOnTheAllocatorItWasGiven) {
 
 TEST(CaptureStatement, CopiesInsideABudgetedVectorTakeTheDefaultResource) {
     static_assert(!std::uses_allocator_v<CaptureStatement, Allocator>);
-    const std::vector statements{parsed(" tags A list count 1"), parsed(" tags B list count 2")};
+    const std::vector statements{parsed("tags A list count 1"), parsed("tags B list count 2")};
     FailingResource filter;
     FailingResource standard;
     {
@@ -405,49 +398,49 @@ TEST(CaptureStatement, CopiesInsideABudgetedVectorTakeTheDefaultResource) {
 }
 
 TEST(CaptureStatement, OrdersByTagsFirst) {
-    EXPECT_LT(parsed(" list count 9"), parsed(" tags A list count 1"));
-    EXPECT_LT(parsed(" tags A B list count 9"), parsed(" tags B list count 1"));
-    EXPECT_LT(parsed(" tags A list count 9"), parsed(" tags A B list count 1"));
+    EXPECT_LT(parsed("list count 9"), parsed("tags A list count 1"));
+    EXPECT_LT(parsed("tags A B list count 9"), parsed("tags B list count 1"));
+    EXPECT_LT(parsed("tags A list count 9"), parsed("tags A B list count 1"));
 }
 
 TEST(CaptureStatement, OrdersByMethodThenByKindThenByFields) {
     // average, max, sum, min, list
     const std::vector<std::string> ascending{
-        " average duration 2 2", " average duration 2 4",
-        " average duration 3 3", " average count 2 2",
-        " average count 2 4",    " average count 3 3",
-        " max count 1 1",        " sum count 1 1",
-        " min duration 1 1",     " min duration 1 1 list count 1",
-        " list duration 5",      " list duration 6",
-        " list count 5",         " list count 5 list duration 1",
-        " list count 3000000000"};
+        "average duration 2 2", "average duration 2 4",
+        "average duration 3 3", "average count 2 2",
+        "average count 2 4",    "average count 3 3",
+        "max count 1 1",        "sum count 1 1",
+        "min duration 1 1",     "min duration 1 1 list count 1",
+        "list duration 5",      "list duration 6",
+        "list count 5",         "list count 5 list duration 1",
+        "list count 3000000000"};
     for (std::size_t i = 0; i < ascending.size(); ++i) {
         for (std::size_t j = 0; j < ascending.size(); ++j)
             EXPECT_EQ(parsed(ascending[i]) < parsed(ascending[j]), i < j)
-                << ascending[i] << " and" << ascending[j];
+                << ascending[i] << " and " << ascending[j];
     }
 }
 
 TEST(CaptureStatement, ContextTakesNoPartInTheOrder) {
-    EXPECT_TRUE(isSame(parsed(" tags A context rfBranch 1 list count 1"),
-                       parsed(" tags A context carrierId 2 list count 1")));
+    EXPECT_TRUE(isSame(parsed("tags A context rfBranch 1 list count 1"),
+                       parsed("tags A context carrierId 2 list count 1")));
     EXPECT_TRUE(
-        isSame(parsed(" tags A context rfBranch 1 list count 1"), parsed(" tags A list count 1")));
+        isSame(parsed("tags A context rfBranch 1 list count 1"), parsed("tags A list count 1")));
 }
 
 TEST(CaptureStatement, CapturesOnlyObjectsWithAllTags) {
-    const std::string text = " tags A B list count 1";
+    const std::string text = "tags A B list count 1";
     EXPECT_THAT(created(text, measurement, object({"A"})), IsEmpty());
     EXPECT_THAT(created(text, measurement, object()), IsEmpty());
     EXPECT_THAT(created(text, measurement, object({"A", "B", "C"})), ElementsAre("measurements 1"));
 }
 
 TEST(CaptureStatement, CapturesAnyObjectWithoutTags) {
-    EXPECT_THAT(created(" list count 1", measurement, object()), ElementsAre("measurements 1"));
+    EXPECT_THAT(created("list count 1", measurement, object()), ElementsAre("measurements 1"));
 }
 
 TEST(CaptureStatement, CapturesOnlyContextsOfItsSelector) {
-    const std::string text = " context rfBranch 3 carrierId 7 list count 1";
+    const std::string text = "context rfBranch 3 carrierId 7 list count 1";
     EXPECT_THAT(created(text, measurement, object(), "rfBranch=3,carrierId=7"),
                 ElementsAre("measurements 1"));
     EXPECT_THAT(created(text, measurement, object(), "rfBranch=3"), IsEmpty());
@@ -456,14 +449,14 @@ TEST(CaptureStatement, CapturesOnlyContextsOfItsSelector) {
 }
 
 TEST(CaptureStatement, CapturesAnyContextWithoutSelector) {
-    EXPECT_THAT(created(" list count 1", measurement, object(), "no context at all"),
+    EXPECT_THAT(created("list count 1", measurement, object(), "no context at all"),
                 ElementsAre("measurements 1"));
 }
 
 TEST(CaptureStatement, StatementThatDoesNotMatchLeavesTheOutputAsItWas) {
-    auto entries = create(parsed(" list count 1"), measurement);
+    auto entries = create(parsed("list count 1"), measurement);
     const auto* before = entries[0].first.get();
-    parsed(" tags A list count 2")
+    parsed("tags A list count 2")
         .createAggregators(entries, object(), "", time_point(1s), measurement,
                            std::pmr::new_delete_resource(), std::pmr::new_delete_resource());
     ASSERT_EQ(entries.size(), 1U);
@@ -471,8 +464,8 @@ TEST(CaptureStatement, StatementThatDoesNotMatchLeavesTheOutputAsItWas) {
 }
 
 TEST(CaptureStatement, AppendsBehindWhatOtherStatementsCreated) {
-    auto entries = create(parsed(" list count 1"), measurement);
-    parsed(" list count 2 max count 1 1")
+    auto entries = create(parsed("list count 1"), measurement);
+    parsed("list count 2 max count 1 1")
         .createAggregators(entries, object(), "", time_point(1s), measurement,
                            std::pmr::new_delete_resource(), std::pmr::new_delete_resource());
     ASSERT_EQ(entries.size(), 3U);
@@ -482,7 +475,7 @@ TEST(CaptureStatement, AppendsBehindWhatOtherStatementsCreated) {
 }
 
 const std::string everything =
-    " min count 1 1 max count 1 1 average count 1 1 sum count 1 1 min duration 1 1 max duration 1 1"
+    "min count 1 1 max count 1 1 average count 1 1 sum count 1 1 min duration 1 1 max duration 1 1"
     " average duration 1 1 sum duration 1 1 list count 1 list duration 1";
 
 TEST(CaptureStatement, CreatesForMeasurementsAllButSums) {
@@ -502,18 +495,18 @@ TEST(CaptureStatement, CreatesForRecordsLists) {
 }
 
 TEST(CaptureStatement, CreatesNothingWhereNoClauseFitsTheKind) {
-    EXPECT_THAT(created(" tags X sum count 10 100", measurement, object({"X"})), IsEmpty());
-    EXPECT_THAT(created(" average duration 60 3600", record("r")), IsEmpty());
-    EXPECT_THAT(created(" min count 1 1", counter), IsEmpty());
+    EXPECT_THAT(created("tags X sum count 10 100", measurement, object({"X"})), IsEmpty());
+    EXPECT_THAT(created("average duration 60 3600", record("r")), IsEmpty());
+    EXPECT_THAT(created("min count 1 1", counter), IsEmpty());
 }
 
 TEST(CaptureStatement, FirstSampleEntersThroughTheConstructor) {
     RecordingEncoder encoder;
     const std::pair<InfoObjectId, std::string> key{InfoObjectId{7}, ""};
     for (const auto& [aggregator, params] :
-         create(parsed(" list count 3 min count 1 3"), measurement))
+         create(parsed("list count 3 min count 1 3"), measurement))
         aggregator->pullData(params, time_point(1s), key, &encoder);
-    for (const auto& [aggregator, params] : create(parsed(" list duration 3"), record("r")))
+    for (const auto& [aggregator, params] : create(parsed("list duration 3"), record("r")))
         aggregator->pullData(params, time_point(1s), key, &encoder);
     EXPECT_THAT(encoder.points(), ElementsAre(Point{1s, 5}, Point{1s, 5}));
     EXPECT_THAT(encoder.recordPoints(), ElementsAre(RecordPoint{1s, "r"}));
@@ -533,7 +526,7 @@ TEST(CaptureStatement, ObjectsStandOnMainInOneBlockEachAndSamplesOnContent) {
     using namespace AggregatorParams;
     FailingResource content;
     FailingResource main;
-    const auto statement = parsed(" list count 3 average duration 60 3600");
+    const auto statement = parsed("list count 3 average duration 60 3600");
     {
         const DefaultResourceScope noDefault(std::pmr::null_memory_resource());
         Entries entries(std::pmr::new_delete_resource());
@@ -552,7 +545,7 @@ TEST(CaptureStatement, ObjectsStandOnMainInOneBlockEachAndSamplesOnContent) {
 TEST(CaptureStatement, RefusalOfMainPassesThroughAndKeepsWhatWasCreated) {
     FailingResource main(1);
     Entries entries(std::pmr::new_delete_resource());
-    EXPECT_THROW(parsed(" list count 1 list count 2")
+    EXPECT_THROW(parsed("list count 1 list count 2")
                      .createAggregators(entries, object(), "", time_point(1s), measurement,
                                         std::pmr::new_delete_resource(), &main),
                  std::bad_alloc);
@@ -586,9 +579,10 @@ TEST(CaptureStatement, CreationSurvivesTheFailureOfEachAllocation) {
 }
 
 TEST(CaptureStatement, ParsingIsWholeOrRefusedWhereverTheHeapRunsOut) {
-    const std::string text =
-        " tags A B_TAG_THAT_IS_LONGER_THAN_A_SMALL_BUFFER context rfBranch 1 min count 10 100 1000";
-    const auto whole = parsed(text);
+    const std::string clauses =
+        "tags A B_TAG_THAT_IS_LONGER_THAN_A_SMALL_BUFFER context rfBranch 1 min count 10 100 1000";
+    const auto text = " " + clauses;
+    const auto whole = parsed(clauses);
     std::size_t failing = 0;
     for (bool failed = true; failed; ++failing) {
         auto rest = text;

@@ -51,7 +51,7 @@ CountingMemoryResource budget(unsigned long bytes) {
     return {std::pmr::new_delete_resource(), "content", std::make_shared<unsigned long>(bytes)};
 }
 
-TEST_F(CountAggregators, DeriveDirectlyAndHoldOnlyTheirWindow) {
+TEST_F(CountAggregators, HoldTheirWindowAndNoMore) {
     struct Expected : Aggregator {
         Samples<MeasurementData> results;
         std::uint32_t count;

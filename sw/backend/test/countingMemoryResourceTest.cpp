@@ -225,6 +225,44 @@ TEST(CountingMemoryResource, ReportOrdersByNamesAndNotByTheJoinedText) {
               "Number of failed allocations for path order\x01: 1\n");
 }
 
+TEST(CountingMemoryResource, ReportCountsInDecimalWhateverTheStreamIsSetTo) {
+    CountingMemoryResource resource(std::pmr::new_delete_resource(), "decimal", counter(0));
+    for (int i = 0; i < 26; ++i)
+        expectRefused(resource, 1);
+    std::ostringstream out;
+    out << std::hex << std::showbase;
+    CountingMemoryResource::debugAll(out);
+    EXPECT_THAT(out.str(), testing::HasSubstr("for path decimal: 26\n"));
+}
+
+// Keeps what had been written at each flush.
+class FlushSpy : public std::stringbuf {
+public:
+    std::vector<std::string> flushed;
+
+private:
+    int sync() override {
+        flushed.push_back(str());
+        return 0;
+    }
+};
+
+TEST(CountingMemoryResource, ReportEndsEachLineWithAFlush) {
+    for (const std::string name : {"flush one", "flush two"}) {
+        CountingMemoryResource resource(std::pmr::new_delete_resource(), name, counter(0));
+        expectRefused(resource, 1);
+    }
+    FlushSpy spy;
+    std::ostream out(&spy);
+    CountingMemoryResource::debugAll(out);
+    const auto report = spy.str();
+    std::vector<std::string> upToEachLine;
+    for (auto end = report.find('\n'); end != std::string::npos; end = report.find('\n', end + 1))
+        upToEachLine.push_back(report.substr(0, end + 1));
+    EXPECT_GE(upToEachLine.size(), 2U);
+    EXPECT_EQ(spy.flushed, upToEachLine);
+}
+
 TEST(CountingMemoryResource, WithoutFailuresReportsNothing) {
     // In a process that has refused nothing yet.
     GTEST_FLAG_SET(death_test_style, "threadsafe");

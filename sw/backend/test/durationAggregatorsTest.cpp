@@ -51,7 +51,7 @@ CountingMemoryResource budget(unsigned long bytes) {
     return {std::pmr::new_delete_resource(), "content", std::make_shared<unsigned long>(bytes)};
 }
 
-TEST_F(DurationAggregators, DeriveDirectlyAndHoldOnlyTheirWindow) {
+TEST_F(DurationAggregators, HoldTheirWindowAndNoMore) {
     struct Extreme : Aggregator {
         Samples<MeasurementData> results;
         time_point windowStart;
@@ -623,9 +623,11 @@ TEST_F(DurationAggregators, SumAgreesWithItsModel) {
 }
 
 // Whatever allocation fails, the history is a run of true results that ends with the newest.
-template <typename SeriesType>
-std::size_t sweepSeries() {
-    return sweepAllocations([](FailingResource& content) {
+// Feeds 0, 1, 2, ... at the start of each window; resultOf gives the result of a window by its
+// number, counted from 1.
+template <typename SeriesType, typename ResultOf>
+std::size_t sweepSeries(ResultOf resultOf) {
+    return sweepAllocations([&](FailingResource& content) {
         SeriesType series(DurationNonList{10s, 6}, 0s, {0}, &content);
         for (int i = 1; i <= 12; ++i) {
             series.feed(i * 10s, {i});
@@ -634,18 +636,21 @@ std::size_t sweepSeries() {
             ASSERT_EQ(points.empty(), i == 1 && content.hasFailed());
             for (std::size_t age = 0; age < points.size(); ++age) {
                 const auto number = i - static_cast<int>(age);
-                ASSERT_EQ(points[points.size() - 1 - age].at, number * 10s);
+                ASSERT_EQ(points[points.size() - 1 - age], (Point{number * 10s, resultOf(number)}));
             }
         }
     });
 }
 
 TEST_F(DurationAggregators, SurviveTheFailureOfEachAllocation) {
+    const auto fedInWindow = [](int number) { return number - 1; };
+    // The value that stands when a window opens counts in it too.
+    const auto fedBeforeWindow = [](int number) { return std::max(number - 2, 0); };
     // Buffers of 1, 2, 4 and 8 results.
-    EXPECT_EQ(sweepSeries<MinSeries>(), 4U);
-    EXPECT_EQ(sweepSeries<MaxSeries>(), 4U);
-    EXPECT_EQ(sweepSeries<AverageSeries>(), 4U);
-    EXPECT_EQ(sweepSeries<SumSeries>(), 4U);
+    EXPECT_EQ(sweepSeries<MinSeries>(fedBeforeWindow), 4U);
+    EXPECT_EQ(sweepSeries<MaxSeries>(fedInWindow), 4U);
+    EXPECT_EQ(sweepSeries<AverageSeries>(fedInWindow), 4U);
+    EXPECT_EQ(sweepSeries<SumSeries>(fedInWindow), 4U);
 }
 
 }  // namespace

@@ -2,16 +2,24 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <chrono>
+#include <map>
 #include <new>
 
 #include "filterMemory.hpp"
 #include "globalMemory.hpp"
+#include "heapFault.hpp"
+#include "memoryFaults.hpp"
 #include "parsedStatement.hpp"
 
 namespace Qdx::Backend {
 namespace {
 
+using Qdx::Test::DefaultResourceScope;
+using Qdx::Test::FailingResource;
+using Qdx::Test::HeapFault;
+using Qdx::Test::sweepAllocations;
 using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -30,6 +38,14 @@ InfoObject measurement(unsigned id, const std::set<std::string>& tags = {}) {
             "",
             "",
             tags};
+}
+
+InfoObjectCollections pulled(Filter& filter, Clear clear, time_point now = start) {
+    const auto encoder = OutputEncoderIf::create({start, WallTime{}});
+    filter.pullData(now, encoder.get(), clear);
+    InfoObjectCollections collections;
+    EXPECT_TRUE(collections.ParseFromString(encoder->build()));
+    return collections;
 }
 
 // A filter in a memory of its own, as the registry makes it.
@@ -51,11 +67,7 @@ protected:
     }
 
     InfoObjectCollections pull(Clear clear = Clear::No, seconds at = {}) {
-        const auto encoder = OutputEncoderIf::create({start, WallTime{}});
-        filter->pullData(start + at, encoder.get(), clear);
-        InfoObjectCollections collections;
-        EXPECT_TRUE(collections.ParseFromString(encoder->build()));
-        return collections;
+        return pulled(*filter, clear, start + at);
     }
 
     std::vector<std::int64_t> values(const InfoObjectCollections& collections, int index = 0) {
@@ -128,13 +140,24 @@ TEST_F(FilterTest, LaterSamplesFeedTheSameAggregator) {
 }
 
 TEST_F(FilterTest, KnownKeyAllocatesNothingInTheFilter) {
-    push(1, "rfBranch=1", 5);
-    push(1, "rfBranch=1", 6);
-    const auto held = mainHeld();
-    const auto highest = memory.getMainResource()->getMaxAllocatedSize();
-    push(1, "rfBranch=1", 7);
-    EXPECT_EQ(mainHeld(), held);
-    EXPECT_EQ(memory.getMainResource()->getMaxAllocatedSize(), highest);
+    create({"max count 2 2"});
+    const auto object = measurement(1);
+    const std::string context = "rfBranch=1,carrierId=12345";
+    const auto feed = [&](std::int64_t value) {
+        filter->pushMeasurement(object, context, start, MeasurementData{value});
+    };
+    feed(5), feed(9);  // the first result takes the only room that the aggregator needs
+    mainMayStillTake(0);
+    memory.getContentResource()->setRemainingSize(0);
+    bool heapWasAsked = true;
+    {
+        const DefaultResourceScope noDefault(std::pmr::null_memory_resource());
+        const HeapFault fault(0);
+        feed(7), feed(6);
+        heapWasAsked = fault.hasFailed();
+    }
+    EXPECT_FALSE(heapWasAsked);
+    EXPECT_THAT(values(pull()), ElementsAre(7));
 }
 
 TEST_F(FilterTest, TwoContextsOfOneObjectAreTwoKeys) {
@@ -190,6 +213,23 @@ TEST_F(FilterTest, WithoutStatementsItOnlyRemembersContexts) {
     EXPECT_THAT(filter->reverseContextsMap(), SizeIs(2));
 }
 
+// The bytes that a set of keys takes for one of them.
+std::size_t keyNodeSize() {
+    FailingResource resource;
+    const std::pmr::set<Filter::AggregatorKey> one({{1, 0}}, &resource);
+    return resource.held();
+}
+
+TEST_F(FilterTest, WithoutStatementsAKeyCostsOneNodeOnce) {
+    create({});
+    push(1, "a", 5);
+    const auto held = mainHeld();
+    push(1, "a", 6);
+    EXPECT_EQ(mainHeld(), held);
+    push(2, "a", 5);
+    EXPECT_EQ(mainHeld(), held + keyNodeSize());
+}
+
 TEST_F(FilterTest, RemembersThatNothingCapturesAKey) {
     create({"tags X list count 1"});
     push(1, "", 5);
@@ -223,6 +263,17 @@ TEST_F(FilterTest, StaticFilterTakesNothingBeforeItIsUsed) {
     filter->markAsUsed();
     push(1, "dfeId=1", 6);
     EXPECT_THAT(values(pull()), ElementsAre(6));
+}
+
+TEST_F(FilterTest, StaticFilterCopiesNoRecordBeforeItIsUsed) {
+    create({"list count 10"}, Static::Yes);
+    mainMayStillTake(0);
+    const auto refusals = memory.getMainResource()->getNumFailures();
+    EXPECT_NO_THROW(filter->pushRecord(measurement(1), "", start, {1, 2, 3}));
+    EXPECT_EQ(memory.getMainResource()->getNumFailures(), refusals);
+
+    filter->markAsUsed();
+    EXPECT_THROW(filter->pushRecord(measurement(1), "", start, {1, 2, 3}), std::bad_alloc);
 }
 
 TEST_F(FilterTest, PullWithoutAggregatorsAddsNothing) {
@@ -314,6 +365,14 @@ TEST_F(FilterTest, OtherKindOfSampleForAKnownKeyThrowsAndLeavesTheRestUnfed) {
     const auto collections = pull();
     EXPECT_THAT(values(collections, 0), ElementsAre(5));
     EXPECT_THAT(values(collections, 1), ElementsAre(5));
+}
+
+TEST_F(FilterTest, WindowsKeptWithSizeZeroThrowAndTheirKeyStays) {
+    create({"max count 2 0"});
+    push(1, "a", 5);
+    EXPECT_THROW(push(1, "a", 6), std::out_of_range);
+    EXPECT_THAT(captured(), ElementsAre(Pair(1, "a")));
+    EXPECT_EQ(pull().measurementcollections_size(), 0);
 }
 
 TEST_F(FilterTest, EncoderFailurePassesThroughAndWhatWasClearedStaysCleared) {
@@ -409,6 +468,23 @@ TEST_F(FilterTest, RecordNeedsItsSizeInMainForAMomentEvenUncaptured) {
     EXPECT_EQ(mainHeld(), held);
 }
 
+TEST_F(FilterTest, RefusalThatAListOfRecordsCannotMakeGoodPassesThroughAndLosesNothing) {
+    create({"list count 2"});
+    const auto object = measurement(1);
+    filter->pushRecord(object, "", start, {1});
+    filter->pushRecord(object, "", start, {2});
+    memory.getContentResource()->setRemainingSize(0);
+    {
+        // No room for the old records to wait while the list makes more.
+        const DefaultResourceScope noDefault(std::pmr::null_memory_resource());
+        EXPECT_THROW(filter->pushRecord(object, "", start, {3, 3}), std::bad_alloc);
+    }
+    EXPECT_THAT(captured(), ElementsAre(Pair(1, "")));
+    const auto collections = pull();
+    ASSERT_EQ(collections.recordcollections_size(), 1);
+    EXPECT_THAT(collections.recordcollections(0).values(), ElementsAre("\1", "\2"));
+}
+
 TEST_F(FilterTest, KeepsRecordsInContentMemory) {
     const auto mainBefore = mainHeld();
     filter->pushRecord(measurement(1), "", start, std::vector<unsigned char>(1000, 7));
@@ -431,6 +507,139 @@ TEST_F(FilterTest, GivesEverythingBackWhenItGoes) {
     EXPECT_EQ(mainHeld(), 0);
     EXPECT_EQ(memory.getContentResource()->getAllocatedSize(), 0);
     EXPECT_EQ(global.getCommonResource()->getAllocatedSize(), 0);
+}
+
+// --- Memory that fails at one allocation -------------------------------------------------------
+
+// A filter fed with one key of each kind and one that nothing captures. Texts are longer than the
+// small buffer of a string.
+class FedFilter {
+public:
+    FedFilter(std::pmr::memory_resource* content, std::pmr::memory_resource* main)
+        : filter(std::allocate_shared<Filter>(
+              std::pmr::polymorphic_allocator<Filter>(main), "filter with a long name",
+              Qdx::Test::parsedAll(
+                  {"tags A list count 2 list duration 60", "tags A max count 1 2 sum count 1 2"}),
+              Enabled::Yes, Static::No, Printable::No, content, main)) {}
+
+    // Takes nothing from the heap itself.
+    void feed(unsigned char value) {
+        filter->pushMeasurement(level, contexts[0], start, MeasurementData{value});
+        filter->pushCounter(packets, contexts[1], start, CounterData{value});
+        feedRecord(value);
+        filter->pushMeasurement(unwanted, contexts[3], start, MeasurementData{value});
+    }
+
+    // How many aggregators each key has, by the identity of its object.
+    std::map<unsigned, std::size_t> captured() const {
+        std::map<unsigned, std::size_t> counts;
+        filter->getCapturedObjects([&](const std::pair<InfoObjectId, std::string>& object) {
+            ++counts[static_cast<unsigned>(object.first)];
+        });
+        return counts;
+    }
+
+    // Each key has two lists, and one of the numbers besides.
+    static inline const std::map<unsigned, std::size_t> whole{{1, 3}, {2, 3}, {3, 2}};
+
+    void expectEachKeyWholeOrAbsent() const {
+        for (const auto& key : captured()) {
+            EXPECT_THAT(whole, testing::Contains(key));
+        }
+    }
+
+    void expectNewest(std::int64_t number) {
+        const auto collections = pulled(*filter, Clear::Yes);
+        for (const auto& collection : collections.measurementcollections()) {
+            EXPECT_EQ(*collection.values().rbegin(), number);
+        }
+        for (const auto& collection : collections.countercollections()) {
+            EXPECT_EQ(*collection.values().rbegin(), number);
+        }
+        for (const auto& collection : collections.recordcollections()) {
+            EXPECT_EQ(*collection.values().rbegin(), newestRecord);
+        }
+    }
+
+private:
+    void feedRecord(unsigned char value) {
+        bytes[0] = value;
+        try {
+            filter->pushRecord(event, contexts[2], start, bytes);
+            newestRecord[0] = static_cast<char>(value);
+        } catch (const std::bad_alloc&) {
+            // Main memory couldn't hold the record for a moment.
+        }
+    }
+
+    InfoObject level = measurement(1, {"A"});
+    InfoObject packets = measurement(2, {"A"});
+    InfoObject event = measurement(3, {"A"});
+    InfoObject unwanted = measurement(4);
+    std::shared_ptr<Filter> filter;
+    std::vector<std::string> contexts{"rfBranch=1,carrierId=12345", "rfBranch=2,carrierId=12345",
+                                      "rfBranch=3,carrierId=12345", "rfBranch=4,carrierId=12345"};
+    std::vector<unsigned char> bytes{0};
+    std::string newestRecord = "-";
+};
+
+// From the construction to the end, while one of the allocations fails.
+void liveThrough(FailingResource& content, FailingResource& main) {
+    try {
+        FedFilter fed(&content, &main);
+        for (unsigned char value = 1; value <= 3; ++value) {
+            fed.feed(value);
+            fed.expectEachKeyWholeOrAbsent();
+        }
+        EXPECT_EQ(fed.captured(), FedFilter::whole);
+        fed.expectNewest(3);
+    } catch (const std::bad_alloc&) {
+        EXPECT_TRUE(main.hasFailed()) << "only the construction lets a refusal out";
+        EXPECT_LE(main.allocations(), 3U);
+    }
+}
+
+TEST(FilterOutOfMemory, EachFailureInMainLeavesKeysWholeOrAbsent) {
+    const auto failures = sweepAllocations([](FailingResource& main) {
+        FailingResource content;
+        liveThrough(content, main);
+        EXPECT_EQ(content.held(), 0U);
+    });
+    // The filter, its name and its statements; four contexts with their texts; for each captured
+    // key its aggregators, the growth of the list that gathers them and their nodes; a copy of each
+    // record; the uncaptured key.
+    EXPECT_EQ(failures, 3U + 4 * 2 + 2 * (3 + 3 + 3) + (2 + 2 + 2) + 3 + 1);
+}
+
+TEST(FilterOutOfMemory, EachFailureInContentLeavesKeysWholeOrAbsent) {
+    const auto failures = sweepAllocations([](FailingResource& content) {
+        FailingResource main;
+        liveThrough(content, main);
+        EXPECT_EQ(main.held(), 0U);
+    });
+    // For each captured key the growth of the short list and of the long one, which shrinks at the
+    // pull; the growth of the windows of numbers; the records in the two lists, of which the short
+    // one takes the third in place of the first.
+    EXPECT_EQ(failures, 3 * (2U + 4) + 2 * 2 + (2 + 3));
+}
+
+TEST(FilterOutOfMemory, SamplesTakeMemoryNowhereButInTheFiltersResources) {
+    std::array<std::byte, 65536> room{};
+    std::pmr::monotonic_buffer_resource own(room.data(), room.size(),
+                                            std::pmr::null_memory_resource());
+    FedFilter fed(&own, &own);
+    bool heapWasAsked = true;
+    {
+        const DefaultResourceScope noDefault(std::pmr::null_memory_resource());
+        const HeapFault fault(0);
+        for (unsigned char value = 1; value <= 3; ++value) {
+            fed.feed(value);
+        }
+        heapWasAsked = fault.hasFailed();
+    }
+    EXPECT_FALSE(heapWasAsked);
+    EXPECT_EQ(fed.captured(), FedFilter::whole);
+    fed.expectNewest(3);
 }
 
 }  // namespace

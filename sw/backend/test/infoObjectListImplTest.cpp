@@ -213,6 +213,39 @@ TEST_F(InfoObjectListImplTest, NestedIncludesAreRelativeToTheTopFile) {
               1U);
 }
 
+TEST_F(InfoObjectListImplTest, IncludesNestWithoutLimitAndHoldNoFileOpen) {
+    constexpr int depth = 500;
+    const auto file = [](int level) { return "level" + std::to_string(level) + ".xml"; };
+    for (int level = 0; level < depth; ++level) {
+        root.write("list/" + file(level), list(include(file(level + 1))));
+    }
+    root.write("list/" + file(depth), list(object("deepest", "1")));
+    root.writeCatalogue(list(include(file(0))));
+    const auto before = openDescriptors();
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_NE(catalogue.getInfoObject("deepest"), nullptr);
+    // The start, each included file and the number of objects.
+    EXPECT_EQ(trace.texts(Level::Info).size(), 1U + (depth + 1U) + 1U);
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(InfoObjectListImplTest, FileIncludedTwiceIsReadTwice) {
+    root.write("list/more.xml", list(object("a", "1") + include("leaf.xml")));
+    root.write("list/leaf.xml", list(object("b", "2")));
+    root.writeCatalogue(list(include("more.xml") + include("more.xml")));
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(catalogue.size(), 2U);
+    const auto reading = [this](const std::string& file) {
+        return "Processing included file: " + directory() + file;
+    };
+    EXPECT_THAT(
+        trace.texts(Level::Info),
+        ElementsAre("Entering InfoObjectListImpl", reading("more.xml"), reading("leaf.xml"),
+                    reading("more.xml"), reading("leaf.xml"), "Number of parsed info objects: 2"));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(InfoObjectListImplTest, TagsReachIncludedFilesButNotTheOtherWayRound) {
     root.write("list/more.xml", list(object("b", "2", "<tags>TOPTAG</tags>"), tag("SUBTAG")));
     root.writeCatalogue(

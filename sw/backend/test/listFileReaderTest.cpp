@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 
 #include "unitRoot.hpp"
@@ -34,6 +36,20 @@ std::string asUtf16(const std::string& text) {
         bytes += '\0';
     }
     return bytes;
+}
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+File open(const std::string& path) {
+    return {std::fopen(path.c_str(), "r"), &std::fclose};
+}
+
+// How many chunks are told as faulty in what was captured from standard error.
+std::size_t chunksToldAsFaulty() {
+    const std::regex line("error: xmlParseChunk");
+    const auto text = testing::internal::GetCapturedStderr();
+    const std::sregex_iterator first(text.begin(), text.end(), line);
+    return static_cast<std::size_t>(std::distance(first, {}));
 }
 
 class ListFileReaderTest : public testing::Test {
@@ -196,12 +212,11 @@ TEST_F(ListFileReaderTest, MessageKeepsItsLineEnd) {
                 ElementsAre("Error: Opening and ending tag mismatch: a line 1 and b\n"));
 }
 
-TEST_F(ListFileReaderTest, LongMessageIsCut) {
-    const auto longName = std::string(2000, 'n');
-    read("<a></" + longName + ">");
-    ASSERT_THAT(context.getErrWarn(), SizeIs(1));
-    EXPECT_THAT(context.getErrWarn()[0], StartsWith("Error: Opening and ending tag mismatch: a"));
-    EXPECT_LE(context.getErrWarn()[0].size(), std::string("Error: ").size() + 1023);
+TEST_F(ListFileReaderTest, LongMessageIsCutTo1023Characters) {
+    read("<a></" + std::string(2000, 'n') + ">");
+    std::string message = "Opening and ending tag mismatch: a line 1 and ";
+    message.resize(1023, 'n');
+    EXPECT_THAT(context.getErrWarn(), ElementsAre("Error: " + message));
 }
 
 TEST_F(ListFileReaderTest, WarningIsKeptAsOne) {
@@ -273,14 +288,34 @@ TEST_F(ListFileReaderTest, ExceptionComesOutAndTheNextFileReadsWell) {
     EXPECT_EQ(name(), "a");
 }
 
+TEST_F(ListFileReaderTest, FaultIsToldForEachFurtherChunkUntilTheFileEnds) {
+    const auto fault = "<a></b>" + list(object("behind"));
+    constexpr std::size_t size = 4 + 3 * 1024;
+    const auto path = root.write("list.xml", fault + std::string(size - fault.size(), ' '));
+    const File file = open(path);
+    testing::internal::CaptureStderr();
+    parseListFile(file.get(), context);
+    EXPECT_EQ(chunksToldAsFaulty(), 3U);
+    EXPECT_EQ(std::ftell(file.get()), static_cast<long>(size));
+    EXPECT_THAT(context.getErrWarn(), SizeIs(1));
+    EXPECT_THAT(objects, IsEmpty());
+}
+
+TEST_F(ListFileReaderTest, FaultBehindAnExceptionIsNotTold) {
+    const auto path = root.write("broken.xml", list("<object/></wrong>"));
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(readListFile(path, context), std::out_of_range);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_THAT(context.getErrWarn(), IsEmpty());
+}
+
 TEST_F(ListFileReaderTest, ExceptionStopsTheReadingOfALongFile) {
     std::string many = "<object/>";
     for (int i = 0; i < 1000; ++i) {
         many += object("object" + std::to_string(i));
     }
     const auto broken = root.write("broken.xml", list(many));
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(broken.c_str(), "r"),
-                                                               &std::fclose);
+    const File file = open(broken);
     EXPECT_THROW(parseListFile(file.get(), context), std::out_of_range);
     EXPECT_LE(std::ftell(file.get()), 4 + 1024);
     EXPECT_THAT(objects, IsEmpty());

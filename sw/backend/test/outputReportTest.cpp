@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <ctime>
+#include <optional>
 #include <sstream>
+#include <string>
 
 #include "carrierEvent.pb.h"
 #include "golden.hpp"
@@ -76,6 +80,32 @@ Qdx::Records::RegisterInfo registerInfo() {
     first->set_value(255);
     return info;
 }
+
+// Moves the process to a time zone for a scope.
+class TimeZone {
+public:
+    explicit TimeZone(const std::string& zone) {
+        if (const char* current = std::getenv("TZ"); current != nullptr) {
+            previous = current;
+        }
+        setenv("TZ", zone.c_str(), 1);
+        tzset();
+    }
+    ~TimeZone() {
+        if (previous) {
+            setenv("TZ", previous->c_str(), 1);
+        } else {
+            unsetenv("TZ");
+        }
+        tzset();
+    }
+
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+private:
+    std::optional<std::string> previous;
+};
 
 class OutputReportTest : public testing::Test {
 protected:
@@ -305,8 +335,9 @@ TEST_F(OutputReportTest, TimeWhoseYearCannotBeToldLeavesItsColumnOut) {
 }
 
 TEST_F(OutputReportTest, TimeIsInUtc) {
-    setenv("TZ", "Asia/Tokyo", 1);
-    tzset();
+    const TimeZone tokyo("JST-9");
+    const std::time_t epoch = 0;
+    ASSERT_EQ(std::localtime(&epoch)->tm_hour, 9);
     std::stringstream row;
     encoder.printTime(0, row);
     EXPECT_EQ(row.str(), "'1970-01-01 00:00:00', ");

@@ -163,7 +163,8 @@ INSTANTIATE_TEST_SUITE_P(Texts, ParserContextIdTest,
                          testing::Values(IdText("0", 0U), IdText("4294967295", 4294967295U),
                                          IdText("  12", 12U), IdText("12abc", 12U),
                                          IdText("abc", 0U), IdText("", 0U), IdText("0x10", 0U),
-                                         IdText("4294967296", 4294967295U)));
+                                         IdText("4294967296", 4294967295U),
+                                         IdText("-1", 4294967295U)));
 
 TEST_F(ParserContextTest, MissingAttributeOfAnObjectThrows) {
     for (const std::string missing : {"id", "name", "type"}) {
