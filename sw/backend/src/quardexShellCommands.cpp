@@ -2,6 +2,7 @@
 
 #include <regex>
 #include <sstream>
+#include <utility>
 
 #include "exceptionGuard.hpp"
 #include "tessel/commandRegistry.hpp"
@@ -367,7 +368,7 @@ std::variant<FilterId, std::string> QuardexShellCommands::fsCommit(unsigned tran
     }
     const FilterId id{nextFilterId};
     const auto result = backend->createFilter(
-        id, name.value_or(std::to_string(nextFilterId)), transaction.captureStatements,
+        id, std::move(name).value_or(std::to_string(nextFilterId)), transaction.captureStatements,
         transaction.memoryLimit, transaction.enabled, isStatic, transaction.printable);
     transactions.erase(entry);
     if (result != ErrorType::NoError) {
