@@ -102,7 +102,9 @@ int ozo_get_name(uint32_t mailbox, char* buffer, size_t size);
 size_t ozo_get_max_size(void);
 
 /* Has a message of that number, 8 bytes with the mailbox's id as second word, sent to the calling
- * thread's mailbox when mailbox is gone, at once if it already is, and behind what it had sent.
+ * thread's mailbox when mailbox is gone, at once if it already is. It comes behind all that the
+ * mailbox had sent, provided that a message had passed between the two before the call: otherwise
+ * each side may have opened a connection, and what came over the other one may follow.
  * Each call gives one message. Its sender is the calling thread's mailbox: no peer can imitate it.
  * 0 on success; one's own mailbox can't be monitored. */
 int ozo_monitor(uint32_t mailbox, uint32_t msgno);
