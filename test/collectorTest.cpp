@@ -139,11 +139,11 @@ protected:
 
     // A pull as the schema's own tools decode it, with the wall clock taken out.
     std::string decode(const std::string& pullOutput) {
-        std::smatch match;
-        EXPECT_TRUE(
-            std::regex_match(pullOutput, match, std::regex("<QdxOutput>(.*)</QdxOutput>\n")))
-            << pullOutput;
-        std::ofstream(unit.path() / "pull.b64") << match[1];
+        const std::string before = "<QdxOutput>";
+        const std::string after = "</QdxOutput>\n";
+        EXPECT_THAT(pullOutput, testing::AllOf(StartsWith(before), testing::EndsWith(after)));
+        std::ofstream(unit.path() / "pull.b64")
+            << pullOutput.substr(before.size(), pullOutput.size() - before.size() - after.size());
         const auto decoded =
             run({"/bin/sh", "-c",
                  "base64 -d '" + (unit.path() / "pull.b64").string() +
