@@ -1,4 +1,6 @@
 // hostfe: this Linux machine as a frontend of the collector.
+#include <sysexits.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
@@ -21,10 +23,18 @@ CLI::Validator between(double low, double high) {
             range};
 }
 
+// Asking for help or version ends the parsing too.
+int report(const CLI::App& app, const CLI::ParseError& end) {
+    if (end.get_exit_code() == 0) {
+        return app.exit(end);
+    }
+    std::cerr << "hostfe: " << end.what() << "; see hostfe --help\n";
+    return EX_USAGE;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    constexpr int cannotStart = 1;
     CLI::App app("Sends measurements and counters of this Linux machine to the collector.");
     app.set_version_flag("--version", "hostfe " QDX_VERSION);
     HostFe::Options options;
@@ -39,7 +49,11 @@ int main(int argc, char** argv) {
                    "Directory that holds proc, sys and etc of the machine to watch")
         ->check(CLI::ExistingDirectory)
         ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {
+        return report(app, end);
+    }
     if (duration->count() > 0) {
         options.duration = std::chrono::duration<double>(seconds);
     }
@@ -47,7 +61,7 @@ int main(int argc, char** argv) {
         HostFe::runHostFrontend(options);
     } catch (const std::exception& error) {
         std::cerr << "hostfe: " << error.what() << '\n';
-        return cannotStart;
+        return EX_UNAVAILABLE;
     }
     return 0;
 }

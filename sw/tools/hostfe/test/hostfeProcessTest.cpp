@@ -2,6 +2,7 @@
 #include "hostfeProcess.hpp"
 
 #include <gmock/gmock.h>
+#include <sysexits.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -208,7 +209,7 @@ TEST_F(HostfeProcessTest, SecondOneOnAUnitIsRefused) {
     HostfeProcess first({"--rate", "50"});
     ASSERT_TRUE(first.says("waiting"));
     HostfeProcess second({"--rate", "50"});
-    EXPECT_EQ(second.exitStatus(), 1);
+    EXPECT_EQ(second.exitStatus(), EX_UNAVAILABLE);
     EXPECT_EQ(second.output(),
               "hostfe: cannot create the mailbox HostFrontend: another hostfe runs on this unit\n");
 }
@@ -216,7 +217,7 @@ TEST_F(HostfeProcessTest, SecondOneOnAUnitIsRefused) {
 TEST_F(HostfeProcessTest, UnitWithoutARunDirectoryIsRefused) {
     ::setenv("UNIT_ROOT", (unit.root() / "nowhere").c_str(), 1);
     HostfeProcess hostfe({});
-    EXPECT_EQ(hostfe.exitStatus(), 1);
+    EXPECT_EQ(hostfe.exitStatus(), EX_UNAVAILABLE);
     EXPECT_EQ(hostfe.output(),
               "hostfe: cannot create the mailbox HostFrontend: No such file or directory; is "
               "$UNIT_ROOT/run there, and may it be written?\n");
@@ -225,7 +226,7 @@ TEST_F(HostfeProcessTest, UnitWithoutARunDirectoryIsRefused) {
 TEST_F(HostfeProcessTest, RefusesRatesOutOfRange) {
     for (const auto* rate : {"0", "-1", "1001", "nan", "fast", ""}) {
         HostfeProcess hostfe({"--rate", rate});
-        EXPECT_NE(hostfe.exitStatus(), 0) << rate;
+        EXPECT_EQ(hostfe.exitStatus(), EX_USAGE) << rate;
         EXPECT_THAT(hostfe.output(),
                     HasSubstr(std::string("--rate: ") + rate + " is not a number from 0.1 to 1000"))
             << rate;
@@ -234,7 +235,7 @@ TEST_F(HostfeProcessTest, RefusesRatesOutOfRange) {
 
 TEST_F(HostfeProcessTest, RefusesAHostRootThatIsNotThere) {
     HostfeProcess hostfe({"--host-root", unit.root() / "nowhere"});
-    EXPECT_NE(hostfe.exitStatus(), 0);
+    EXPECT_EQ(hostfe.exitStatus(), EX_USAGE);
     EXPECT_THAT(hostfe.output(), HasSubstr("--host-root: Directory does not exist"));
 }
 
