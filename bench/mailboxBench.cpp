@@ -2,12 +2,11 @@
 // collector.
 #include <benchmark/benchmark.h>
 
-#include <cstring>
 #include <future>
 #include <stdexcept>
 
 #include "benchUnit.hpp"
-#include "bigEndian.hpp"
+#include "frontendMessages.hpp"
 #include "tessel/activeObject.hpp"
 #include "wireFormat.hpp"
 
@@ -52,16 +51,10 @@ private:
     std::shared_ptr<ActiveObjectIf> thread;
 };
 
-ozo_msg* copyOf(const ozo_msg* msg) {
-    auto* copy = ozo_alloc(ozo_size(msg), msg->msgno);
-    std::memcpy(copy, msg, ozo_size(msg));
-    return copy;
-}
-
 // Returns once the collector has handled all that was sent before.
 void waitUntilHandled(std::uint32_t collectorMailbox) {
-    ozo_send(ozo_alloc(V1::beConnectionReqFixedSize, V1::beConnectionReq), collectorMailbox,
-             OZO_MY_MAILBOX);
+    const auto request = V1::encodeConnectionRequest({}, {V1::protocolRevision});
+    ozo_send(V1::toOzoMessage(request), collectorMailbox, OZO_MY_MAILBOX);
     auto* reply = ozo_receive(20'000);
     if (reply == nullptr) {
         throw std::runtime_error("the collector doesn't answer");
@@ -76,7 +69,7 @@ void mailbox(benchmark::State& state) {
     const auto batch = Bench::measurementBatches(series).front();
     for (auto _ : state) {
         for (int i = 0; i < batchesInFlight; ++i) {
-            ozo_send(copyOf(batch.get()), to, OZO_MY_MAILBOX);
+            ozo_send(V1::toOzoMessage(V1::bytesOf(batch.get())), to, OZO_MY_MAILBOX);
         }
         waitUntilHandled(to);
     }
