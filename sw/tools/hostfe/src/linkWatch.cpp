@@ -90,8 +90,10 @@ void LinkWatch::forget() {
 
 void LinkWatch::greet(int device, const LinkState& link, Events& events) const {
     if (isFirst) {
-        const auto kind = link.isUp() ? CarrierEvent::ACTIVATED : CarrierEvent::DEACTIVATED;
-        events.emplace_back(device, makeEvent(kind, device, link, "seen first, " + stateOf(link)));
+        events.emplace_back(
+            device, link.isUp() ? makeEvent(CarrierEvent::ACTIVATED, device, link, "seen first")
+                                : makeEvent(CarrierEvent::DEACTIVATED, device, link,
+                                            "seen first, " + stateOf(link)));
         return;
     }
     events.emplace_back(device, makeEvent(CarrierEvent::SETUP, device, link, "appeared"));
