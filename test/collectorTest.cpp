@@ -1,5 +1,4 @@
-// The road of a sample from a frontend to a pull, the start and the stop of the collector, and the
-// host as a frontend.
+// The road of a sample from a frontend to a pull, and the start and the stop of the collector.
 #include <atomic>
 #include <thread>
 
@@ -289,33 +288,6 @@ TEST_F(CollectorTest, StartsAgainAfterACrash) {
     EXPECT_EQ(type("dch filter status"), (Answer{0, "No filters found\n"}));
     const Frontend frontend;
     Frontend::awaitHandled();
-}
-
-// --- The host as a frontend --------------------------------------------------------------------
-
-// Pulls until there is data, each time after the collector has been asked something else.
-Answer pullOnceThereIsData() {
-    for (int tries = 0; tries < 2000; ++tries) {
-        auto answer = type("dch filter pull keep 11");
-        if (answer.status == 0) {
-            return answer;
-        }
-    }
-    return {-1, "no data"};
-}
-
-TEST_F(CollectorTest, HostFrontendFeedsACollectorThatStartsLaterAndAgain) {
-    std::ofstream(unit.path() / "objects.xml") << std::ifstream(HOST_OBJECTS).rdbuf();
-    const Process hostfe({HOSTFE, "--rate", "50"});
-    for (int round = 0; round < 2; ++round) {
-        startCollector();
-        createFilter({"tags CPU list count 10"});
-        const auto decoded = decode(pullOnceThereIsData().output);
-        EXPECT_THAT(decoded, HasSubstr("hwSerialNumber"));
-        EXPECT_THAT(decoded, HasSubstr("device_id: 0"));
-        collector->signal(SIGKILL);
-        collector->awaitExit();
-    }
 }
 
 }  // namespace

@@ -54,6 +54,7 @@ answers() {
     done
 }
 
-@test "the schema that decodes a pull is installed" {
-    protoc -I "$PREFIX/share/qdxbe" --descriptor_set_out=/dev/null InfoObjectCollections.proto
+@test "the schemas that decode a pull and its records are installed" {
+    protoc -I "$PREFIX/share/qdxbe" --descriptor_set_out=/dev/null InfoObjectCollections.proto carrierEvent.proto \
+        registerInfo.proto
 }

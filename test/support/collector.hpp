@@ -65,6 +65,14 @@ inline Answer type(const std::string& line) {
     return run(words);
 }
 
+// What stands between the marks of a pull.
+inline std::string base64OfPull(const std::string& pullOutput) {
+    const std::string before = "<QdxOutput>";
+    const std::string after = "</QdxOutput>\n";
+    EXPECT_THAT(pullOutput, testing::AllOf(testing::StartsWith(before), testing::EndsWith(after)));
+    return pullOutput.substr(before.size(), pullOutput.size() - before.size() - after.size());
+}
+
 // Types the lines of a transaction for a filter without a limit; gives the commit's answer.
 inline Answer createFilter(const std::vector<std::string>& statements) {
     const auto created = type("dch fs create limit 0");
@@ -140,12 +148,7 @@ protected:
 
     // A pull as the schema's own tools decode it, with the wall clock taken out.
     std::string decode(const std::string& pullOutput) {
-        const std::string before = "<QdxOutput>";
-        const std::string after = "</QdxOutput>\n";
-        EXPECT_THAT(pullOutput,
-                    testing::AllOf(testing::StartsWith(before), testing::EndsWith(after)));
-        std::ofstream(unit.path() / "pull.b64")
-            << pullOutput.substr(before.size(), pullOutput.size() - before.size() - after.size());
+        std::ofstream(unit.path() / "pull.b64") << base64OfPull(pullOutput);
         const auto decoded =
             run({"/bin/sh", "-c",
                  "base64 -d '" + (unit.path() / "pull.b64").string() +

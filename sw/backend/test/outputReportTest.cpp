@@ -209,8 +209,9 @@ TEST_F(OutputReportTest, CarrierEventIsSpeltOut) {
 }
 
 TEST_F(OutputReportTest, RegisterInfoIsSpeltOut) {
-    EXPECT_EQ(shownRecord(7, registerInfo().SerializeAsString()),
-              R"('{"block":"pll","cause":"FAULT","registers":[{"offset":4,"value":255}]}', '', )");
+    EXPECT_EQ(
+        shownRecord(7, registerInfo().SerializeAsString()),
+        R"('{"block":"pll","cause":"FAULT","registers":[{"offset":4,"value":"255"}]}', '', )");
 }
 
 TEST_F(OutputReportTest, CarrierEventGoesBeforeRegisterInfo) {

@@ -10,6 +10,7 @@ namespace HostFe {
 struct Options {
     double rateHz = 10;
     std::optional<std::chrono::duration<double>> duration;  // for ever without one
+    std::chrono::duration<double> registerPeriod{10};       // between blocks of counters
     std::filesystem::path hostRoot = "/";                   // below it stand proc, sys and etc
 };
 

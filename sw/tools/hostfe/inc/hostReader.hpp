@@ -5,19 +5,15 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "byDevice.hpp"
 #include "hostFiles.hpp"
 #include "procText.hpp"
 
 namespace HostFe {
 
 using Clock = std::chrono::steady_clock;
-
-// What belongs to one device, by the device's number.
-template <typename T>
-using ByDevice = std::vector<std::pair<int, T>>;
 
 struct HostSnapshot {
     Clock::time_point time;

@@ -96,6 +96,8 @@ std::map<int, std::int64_t> parseCpuFrequencies(std::string_view text);
 
 // A file that holds one number, such as the temperature of a zone.
 std::optional<std::int64_t> parseNumberFile(std::string_view text);
+// The same of a number that is never negative and may fill 64 bits.
+std::optional<std::uint64_t> parseCountFile(std::string_view text);
 
 // The value of NAME=value or NAME="value" in /etc/os-release; empty if the text doesn't tell it.
 std::string parseOsRelease(std::string_view text, std::string_view name);

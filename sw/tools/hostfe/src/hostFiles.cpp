@@ -1,14 +1,28 @@
 #include "hostFiles.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <array>
 
 namespace HostFe {
 
+// Not by a stream, which throws when the file opens but its content is refused, as the kernel does
+// with the speed of a link that has none.
 std::string HostFiles::read(const std::string& path) const {
-    std::ifstream file(root / path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const int file = ::open((root / path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) {
+        return {};
+    }
+    std::string text;
+    std::array<char, 4096> chunk{};
+    ssize_t size = 0;
+    while ((size = ::read(file, chunk.data(), chunk.size())) > 0) {
+        text.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+    ::close(file);
+    return size == 0 ? text : std::string();
 }
 
 bool HostFiles::exists(const std::string& path) const {

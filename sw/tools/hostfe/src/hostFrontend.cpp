@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <iostream>
+#include <span>
 #include <string>
 #include <system_error>
 
@@ -16,6 +17,7 @@
 #include "collectorLink.hpp"
 #include "hostMetaData.hpp"
 #include "hostReader.hpp"
+#include "hostRecords.hpp"
 #include "hostSampler.hpp"
 
 namespace HostFe {
@@ -70,6 +72,10 @@ int openTimer(Seconds first, Seconds period) {
     return fd;
 }
 
+std::string contextOf(std::optional<int> device) {
+    return device ? "deviceId=" + std::to_string(*device) : std::string();
+}
+
 class HostFrontend {
 public:
     explicit HostFrontend(const Options& options)
@@ -79,6 +85,7 @@ public:
           files(options.hostRoot),
           link(readHostMetaData(files, runningKernel())),
           reader(files, microsecondsPerTick()),
+          records(files, std::chrono::ceil<Clock::duration>(options.registerPeriod)),
           batch(ozo_get_max_size()) {}
 
     void run() {
@@ -110,30 +117,44 @@ private:
         const auto now = Clock::now();
         link.seek(now);
         if (link.isConnected()) {
-            sendSamples(sampler.sample(reader.read(now)));
+            send(sampler.sample(reader.read(now)), records.read(now));
         } else {
             sampler.forget();
+            records.forget();
         }
     }
 
-    void sendSamples(const std::vector<Sample>& samples) {
+    void send(const std::vector<Sample>& samples, const std::vector<Record>& events) {
         for (const Sample& sample : samples) {
-            if (!add(sample)) {
-                sendBatch();
-                (void)add(sample);
-            }
+            put(sample);
+        }
+        for (const Record& record : events) {
+            put(record);
         }
         if (!batch.empty()) {
             sendBatch();
         }
     }
 
+    template <typename Item>
+    void put(const Item& item) {
+        if (!add(item)) {
+            sendBatch();
+            (void)add(item);
+        }
+    }
+
     bool add(const Sample& sample) {
-        const std::string context =
-            sample.device ? "deviceId=" + std::to_string(*sample.device) : std::string();
+        const std::string context = contextOf(sample.device);
         return sample.object.kind == SampleKind::Measurement
                    ? batch.addMeasurement(sample.object.name, context, {sample.value})
                    : batch.addCounter(sample.object.name, context, {sample.value});
+    }
+
+    bool add(const Record& record) {
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(record.bytes.data());
+        return batch.addRecord(record.object.name, contextOf(record.device),
+                               std::span(bytes, record.bytes.size()));
     }
 
     void sendBatch() {
@@ -157,6 +178,7 @@ private:
     CollectorLink link;
     HostReader reader;
     HostSampler sampler;
+    HostRecords records;
     Qdx::V1::BatchWriter batch;
     std::uint64_t batches = 0;
 };

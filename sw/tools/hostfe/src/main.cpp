@@ -35,16 +35,22 @@ int report(const CLI::App& app, const CLI::ParseError& end) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Sends measurements and counters of this Linux machine to the collector.");
+    CLI::App app(
+        "Sends measurements, counters and records of this Linux machine to the collector.");
     app.set_version_flag("--version", "hostfe " QDX_VERSION);
     HostFe::Options options;
     double seconds = 0;
+    double registerSeconds = options.registerPeriod.count();
     app.add_option("--rate", options.rateHz, "Batches per second")
         ->check(between(0.1, 1000))
         ->capture_default_str();
     const auto* duration =
         app.add_option("--duration", seconds, "Seconds to run; until it is stopped without it")
             ->check(between(0.001, 1e9));
+    app.add_option("--register-period", registerSeconds,
+                   "Seconds between records of an interface's counters; an error is told at once")
+        ->check(between(1, 86'400))
+        ->capture_default_str();
     app.add_option("--host-root", options.hostRoot,
                    "Directory that holds proc, sys and etc of the machine to watch")
         ->check(CLI::ExistingDirectory)
@@ -54,6 +60,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& end) {
         return report(app, end);
     }
+    options.registerPeriod = std::chrono::duration<double>(registerSeconds);
     if (duration->count() > 0) {
         options.duration = std::chrono::duration<double>(seconds);
     }

@@ -267,6 +267,10 @@ std::optional<std::int64_t> parseNumberFile(std::string_view text) {
     return toNumber<std::int64_t>(strip(text));
 }
 
+std::optional<std::uint64_t> parseCountFile(std::string_view text) {
+    return toNumber<std::uint64_t>(strip(text));
+}
+
 std::string parseOsRelease(std::string_view text, std::string_view name) {
     std::string value;
     forEachLine(text, [&](std::string_view line) {

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <utility>
 
 #include "bigEndian.hpp"
 #include "frontendMessages.hpp"
@@ -15,20 +18,33 @@ namespace {
 constexpr int patienceMs = 20'000;
 
 // Takes the items of that many bytes at the cursor and moves it behind them.
-std::vector<Item> readItems(const unsigned char*& cursor, std::uint32_t size) {
-    std::vector<Item> items;
+std::vector<RecordItem> readItems(const unsigned char*& cursor, std::uint32_t size) {
+    std::vector<RecordItem> items;
     const unsigned char* const end = cursor + size;
     while (cursor < end) {
         const std::string key(reinterpret_cast<const char*>(cursor));
         cursor += key.size() + 1;
-        EXPECT_EQ(Qdx::V1::readBigEndian32(cursor), 8u);
+        const std::uint32_t payloadSize = Qdx::V1::readBigEndian32(cursor);
+        cursor += 4;
         const std::size_t blank = key.find(' ');
         items.push_back({key.substr(0, blank),
                          blank == std::string::npos ? "" : key.substr(blank + 1),
-                         static_cast<std::int64_t>(Qdx::V1::readBigEndian64(cursor + 4))});
-        cursor += 4 + 8;
+                         std::string(reinterpret_cast<const char*>(cursor), payloadSize)});
+        cursor += payloadSize;
     }
     EXPECT_EQ(cursor, end);
+    return items;
+}
+
+// The same of items whose payload is a number.
+std::vector<Item> readNumbers(const unsigned char*& cursor, std::uint32_t size) {
+    std::vector<Item> items;
+    for (const RecordItem& item : readItems(cursor, size)) {
+        EXPECT_EQ(item.bytes.size(), 8u);
+        const auto* const number = reinterpret_cast<const unsigned char*>(item.bytes.data());
+        items.push_back(
+            {item.name, item.context, static_cast<std::int64_t>(Qdx::V1::readBigEndian64(number))});
+    }
     return items;
 }
 
@@ -73,11 +89,35 @@ Batch FakeCollector::expectBatch() {
     Batch batch;
     const auto bytes = Qdx::V1::bytesOf(message.get());
     const unsigned char* cursor = &bytes[Qdx::V1::beProcessBatchesFixedSize];
-    batch.measurements = readItems(cursor, wordOf(message.get(), 16));
-    batch.counters = readItems(cursor, wordOf(message.get(), 20));
-    EXPECT_EQ(wordOf(message.get(), 24), 0u);
+    batch.measurements = readNumbers(cursor, wordOf(message.get(), 16));
+    batch.counters = readNumbers(cursor, wordOf(message.get(), 20));
+    batch.records = readItems(cursor, wordOf(message.get(), 24));
     EXPECT_EQ(cursor, bytes.data() + bytes.size());
+    records.insert(records.end(), batch.records.begin(), batch.records.end());
     return batch;
+}
+
+RecordItem FakeCollector::expectRecord(const std::string& name) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMs);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (auto record = takeRecord(name)) {
+            return std::move(*record);
+        }
+        expectBatch();
+    }
+    ADD_FAILURE() << "no record of " << name << " came";
+    return {};
+}
+
+std::optional<RecordItem> FakeCollector::takeRecord(const std::string& name) {
+    const auto found = std::find_if(records.begin(), records.end(),
+                                    [&](const RecordItem& record) { return record.name == name; });
+    if (found == records.end()) {
+        return std::nullopt;
+    }
+    RecordItem record = std::move(*found);
+    records.erase(found);
+    return record;
 }
 
 std::uint32_t FakeCollector::procedureOf(const ozo_msg* message) {

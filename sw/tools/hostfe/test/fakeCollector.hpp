@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,16 @@ struct Item {
     std::int64_t value = 0;
 };
 
+struct RecordItem {
+    std::string name;
+    std::string context;
+    std::string bytes;
+};
+
 struct Batch {
     std::vector<Item> measurements;
     std::vector<Item> counters;
+    std::vector<RecordItem> records;
 };
 
 // Owns the mailbox that frontends look for, on the thread that made it. What doesn't come within 20
@@ -38,6 +46,8 @@ public:
     Message expect(std::uint32_t number);
     Qdx::RadioMetaData expectMetaData();
     Batch expectBatch();
+    // The next record of the object, of the batches taken before or of one that comes.
+    RecordItem expectRecord(const std::string& name);
 
     static std::uint32_t procedureOf(const ozo_msg* message);
     static std::uint32_t wordOf(const ozo_msg* message, std::size_t offset);
@@ -51,7 +61,10 @@ public:
     void connect();
 
 private:
+    std::optional<RecordItem> takeRecord(const std::string& name);
+
     const std::uint32_t mailbox;
+    std::vector<RecordItem> records;  // in the order in which they came
 };
 
 }  // namespace HostFe

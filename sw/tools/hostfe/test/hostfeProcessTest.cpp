@@ -8,14 +8,18 @@
 #include <cstdlib>
 #include <thread>
 
+#include "carrierEvent.pb.h"
 #include "fakeCollector.hpp"
 #include "fakeHost.hpp"
 #include "infoObjectContextImpl.hpp"
+#include "registerInfo.pb.h"
 #include "wireFormat.hpp"
 
 namespace HostFe {
 namespace {
 
+using Qdx::Records::CarrierEvent;
+using Qdx::Records::RegisterInfo;
 using Qdx::V1::beConnectionCfm;
 using Qdx::V1::beConnectionReq;
 using Qdx::V1::collectorMailbox;
@@ -119,6 +123,82 @@ TEST_F(HostfeProcessTest, SendsSeveralMessagesWhenOneDoesNotHoldAll) {
         counters += batch.counters.size();
     }
     EXPECT_EQ(counters, all);
+}
+
+// The next record of that object of interface 4.
+template <typename Message>
+Message expectMessage(FakeCollector& collector, const std::string& object) {
+    const RecordItem record = collector.expectRecord(object);
+    EXPECT_EQ(record.context, "deviceId=4");
+    Message message;
+    EXPECT_TRUE(message.ParseFromString(record.bytes));
+    return message;
+}
+
+TEST_F(HostfeProcessTest, LinksAreRecords) {
+    FakeHost machine;
+    machine.interface("eth0", 4);
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    collector.connect();
+    const auto expectEvent = [&collector] {
+        return expectMessage<CarrierEvent>(collector, "host:net:link").ShortDebugString();
+    };
+    EXPECT_EQ(expectEvent(), R"(carrier_id: 4 kind: ACTIVATED reason: "seen first" )"
+                             R"(carrier_name: "eth0" bandwidth_bps: 1000000000)");
+
+    machine.file("sys/class/net/eth0/speed", "100\n");
+    EXPECT_EQ(expectEvent(),
+              R"(carrier_id: 4 kind: RECONFIGURED reason: "speed 1000 to 100 Mbit/s" )"
+              R"(carrier_name: "eth0" bandwidth_bps: 100000000)");
+
+    machine.file("sys/class/net/eth0/carrier", "0\n")
+        .file("sys/class/net/eth0/operstate", "down\n");
+    EXPECT_EQ(expectEvent(),
+              R"(carrier_id: 4 kind: FAILED reason: "no carrier" carrier_name: "eth0")");
+}
+
+TEST_F(HostfeProcessTest, InterfaceCountersAreRecords) {
+    FakeHost machine;
+    machine.interface("eth0", 4);
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    collector.connect();
+    const auto first = expectMessage<RegisterInfo>(collector, "host:net:counters");
+    EXPECT_EQ(first.cause(), RegisterInfo::PERIODIC);
+
+    machine.file("sys/class/net/eth0/statistics/rx_errors", "3\n");
+    EXPECT_EQ(expectMessage<RegisterInfo>(collector, "host:net:counters").ShortDebugString(),
+              R"(block: "eth0" base_address: 0 cause: FAULT )"
+              R"(registers { offset: 0 value: 70 name: "rx_packets" } )"
+              R"(registers { offset: 32 value: 3 name: "rx_errors" trigger: true })");
+}
+
+TEST_F(HostfeProcessTest, CountersComeAgainAfterTheirPeriod) {
+    FakeHost machine;
+    machine.interface("eth0", 4);
+    FakeCollector collector(collectorMailbox);
+    const HostfeProcess hostfe(
+        {"--rate", "50", "--register-period", "1", "--host-root", machine.root()});
+    collector.connect();
+    for (int round = 0; round < 2; ++round) {
+        const auto block = expectMessage<RegisterInfo>(collector, "host:net:counters");
+        EXPECT_EQ(block.cause(), RegisterInfo::PERIODIC);
+    }
+}
+
+TEST_F(HostfeProcessTest, RecordsAreToldAnewToACollectorThatRestarts) {
+    FakeHost machine;
+    machine.interface("eth0", 4);
+    const HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    for (int round = 0; round < 2; ++round) {
+        FakeCollector collector(collectorMailbox);
+        collector.connect();
+        EXPECT_THAT(expectMessage<CarrierEvent>(collector, "host:net:link").reason(),
+                    HasSubstr("seen first"));
+        EXPECT_EQ(expectMessage<RegisterInfo>(collector, "host:net:counters").cause(),
+                  RegisterInfo::PERIODIC);
+    }
 }
 
 TEST_F(HostfeProcessTest, WaitsForACollectorThatIsNotThereYet) {
@@ -230,6 +310,16 @@ TEST_F(HostfeProcessTest, RefusesRatesOutOfRange) {
         EXPECT_THAT(hostfe.output(),
                     HasSubstr(std::string("--rate: ") + rate + " is not a number from 0.1 to 1000"))
             << rate;
+    }
+}
+
+TEST_F(HostfeProcessTest, RefusesRegisterPeriodsOutOfRange) {
+    for (const auto* period : {"0.5", "86401", "nan"}) {
+        HostfeProcess hostfe({"--register-period", period});
+        EXPECT_EQ(hostfe.exitStatus(), EX_USAGE) << period;
+        EXPECT_THAT(hostfe.output(), HasSubstr(std::string("--register-period: ") + period +
+                                               " is not a number from 1 to 86400"))
+            << period;
     }
 }
 

@@ -248,6 +248,17 @@ TEST(NumberTextTest, IsEmptyForOtherTexts) {
     }
 }
 
+TEST(CountTextTest, ReadsOneNumberOf64Bits) {
+    EXPECT_EQ(parseCountFile("45000\n"), 45000u);
+    EXPECT_EQ(parseCountFile("18446744073709551615\n"), 18446744073709551615u);
+}
+
+TEST(CountTextTest, IsEmptyForOtherTexts) {
+    for (const auto* text : {"", "\n", "-1", "1 2", "1.5", "18446744073709551616"}) {
+        EXPECT_EQ(parseCountFile(text), std::nullopt) << text;
+    }
+}
+
 TEST(OsReleaseTextTest, ReadsPlainAndQuotedValues) {
     const std::string_view text =
         "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nVERSION_ID='12'\nID=debian\nEMPTY=\n"

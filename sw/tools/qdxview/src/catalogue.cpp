@@ -125,10 +125,13 @@ private:
     void takeObjects(const xmlNode* parent, const std::string& path) {
         for (const auto* const node : childrenOf(parent, "object")) {
             const auto name = required(node, "name", path);
-            NamedObject named{numberIn(required(node, "id", path)), {name, "", ""}};
+            NamedObject named{numberIn(required(node, "id", path)), {name, "", "", ""}};
             for (const auto* const unit : childrenOf(node, "unit")) {
                 named.object.unit = required(unit, "type", path);
                 named.object.resolution = required(unit, "res", path);
+            }
+            for (const auto* const type : childrenOf(node, "type")) {
+                named.object.messageType = required(type, "message", path);
             }
             byName.try_emplace(name, std::move(named));
         }

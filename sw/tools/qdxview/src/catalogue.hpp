@@ -1,4 +1,4 @@
-// Names and units of info objects, from an info object list file.
+// Names, units and message types of info objects, from an info object list file.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,7 @@ struct CatalogueObject {
     std::string name;
     std::string unit;
     std::string resolution;
+    std::string messageType;  // of records
 };
 
 // Includes are relative to the directory of the first file, and the first object of a name counts,

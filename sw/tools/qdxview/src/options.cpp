@@ -27,7 +27,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     app.add_option("FILE", options.input, "What the pull printed; standard input if not given")
         ->type_name("");
     app.add_option("--catalogue", options.catalogue,
-                   "Info object list file to take names and units from")
+                   "Info object list file to take names, units and types from")
         ->type_name("FILE");
     app.add_option("--width", options.width, "Columns to fill, instead of the terminal's or 100")
         ->type_name("COLUMNS")

@@ -72,21 +72,8 @@ std::string timeSpanText(const TimeSpan& span) {
     return first + " to " + (last.starts_with(date) ? last.substr(date.size()) : last);
 }
 
-std::string recordText(std::string_view record) {
-    constexpr std::size_t shownBytes = 8;
-    auto text = std::to_string(record.size()) + " bytes";
-    text += record.empty() ? "" : " ";
-    for (const char byte : record.substr(0, shownBytes)) {
-        text += formatted("%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    }
-    return text;
-}
-
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most) {
-    if (!series.records.empty()) {
-        return recordText(series.records.back());
-    }
     const auto shown = std::min(most, series.numbers.size());
     const auto end = series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown);
     std::string text;

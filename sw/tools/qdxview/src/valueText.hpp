@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "series.hpp"
 
@@ -30,11 +29,8 @@ std::string timeText(std::uint64_t secondsSinceEpoch);
 // "2024-05-01 10:00:00 to 10:00:10", with the date again where it's another day.
 std::string timeSpanText(const TimeSpan& span);
 
-// The size of a record and its first bytes: "24 bytes 0a05312e".
-std::string recordText(std::string_view record);
-
-// At most so many of the newest values, the newest first, and the unit behind them. Of records only
-// the newest is told; without values nothing is.
+// At most so many of the newest values, the newest first, and the unit behind them. Without
+// values nothing is told.
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most);
 

@@ -49,6 +49,14 @@ TEST_F(CatalogueTest, FindsNameUnitAndResolutionById) {
     EXPECT_EQ(found->resolution, "0.1");
 }
 
+TEST_F(CatalogueTest, FindsTheMessageTypeOfARecord) {
+    const auto path = writeList(
+        "list.xml", objects(object("7", "a", R"(<type message="M"/>)") + object("8", "b")));
+    const auto catalogue = Catalogue::read(path);
+    EXPECT_EQ(catalogue.find(7)->messageType, "M");
+    EXPECT_EQ(catalogue.find(8)->messageType, "");
+}
+
 TEST_F(CatalogueTest, KnowsNothingWithoutAFile) {
     EXPECT_EQ(Catalogue().find(7), nullptr);
 }
@@ -174,6 +182,8 @@ TEST_F(CatalogueTest, TellsTheLineOfOtherMissingAttributes) {
     EXPECT_EQ(complaintAbout(noType), noType + ":3: unit without type");
     const auto noRes = writeList("list.xml", objects(object("1", "a", R"(<unit type="W"/>)")));
     EXPECT_EQ(complaintAbout(noRes), noRes + ":3: unit without res");
+    const auto noMessage = writeList("list.xml", objects(object("1", "a", "<type/>")));
+    EXPECT_EQ(complaintAbout(noMessage), noMessage + ":3: type without message");
     const auto noHref = writeList("list.xml", objects("<include/>"));
     EXPECT_EQ(complaintAbout(noHref), noHref + ":3: include without href");
 }

@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "carrierEvent.pb.h"
 #include "temporaryFolder.hpp"
 
 namespace Qdxview {
@@ -32,6 +33,30 @@ protected:
             "list.xml", "<infoObjectList><objects><object id=\"" + id + "\" name=\"" + name +
                             "\" type=\"meas\"><unit type=\"" + unit + "\" res=\"" + resolution +
                             "\"/></object></objects></infoObjectList>");
+        catalogue = Catalogue::read(path);
+    }
+
+    void addRecords(const std::vector<std::string>& records) {
+        auto* const collection = message.add_recordcollections();
+        collection->set_id(7);
+        collection->mutable_list()->set_size(3);
+        for (const auto& record : records) {
+            collection->add_values(record);
+        }
+    }
+
+    static std::string event(const std::string& carrier) {
+        Qdx::Records::CarrierEvent failed;
+        failed.set_carrier_name(carrier);
+        failed.set_kind(Qdx::Records::CarrierEvent::FAILED);
+        return failed.SerializeAsString();
+    }
+
+    void knowRecord(const std::string& id, const std::string& name, const std::string& type) {
+        const auto path =
+            folder.write("list.xml", "<infoObjectList><objects><object id=\"" + id + "\" name=\"" +
+                                         name + "\" type=\"record\"><type message=\"" + type +
+                                         "\"/></object></objects></infoObjectList>");
         catalogue = Catalogue::read(path);
     }
 
@@ -88,12 +113,21 @@ TEST_F(TableTest, ScalesCountersToo) {
     EXPECT_THAT(shown(), HasSubstr(" 2.5 kB "));
 }
 
-TEST_F(TableTest, ShowsRecordsWithoutPlot) {
-    auto* const collection = message.add_recordcollections();
-    collection->set_id(7);
-    collection->add_values("ab");
-    collection->mutable_list()->set_size(3);
-    EXPECT_THAT(shown(), HasSubstr("\n7              list count 3       1  2 bytes 6162\n"));
+TEST_F(TableTest, ShowsTheNewestRecordWithoutPlot) {
+    addRecords({"a", "ab"});
+    EXPECT_THAT(shown(), HasSubstr("\n7              list count 3       2  2 bytes 6162\n"));
+}
+
+TEST_F(TableTest, ShowsARecordOfAKnownTypeAsText) {
+    addRecords({event("eth0")});
+    knowRecord("7", "link", "Qdx.Records.CarrierEvent");
+    EXPECT_THAT(shown(), HasSubstr("\nlink           list count 3       1  eth0 FAILED\n"));
+}
+
+TEST_F(TableTest, CutsRecordsThatHaveNoEndAndLetsThemNotSteerTheTerminal) {
+    addRecords({event("\x1b" + std::string(1000, 'e'))});
+    knowRecord("7", "link", "Qdx.Records.CarrierEvent");
+    EXPECT_THAT(shown(), HasSubstr(" ?" + std::string(46, 'e') + "…\n"));
 }
 
 TEST_F(TableTest, AlignsColumnsOfTextWithWideCharacters) {

@@ -69,12 +69,6 @@ TEST(TimeSpanText, TellsNumbersWhereNoYearFits) {
     EXPECT_EQ(timeSpanText({0, 253'402'300'800}), "1970-01-01 00:00:00 to 253402300800");
 }
 
-TEST(RecordText, TellsSizeAndFirstBytes) {
-    EXPECT_EQ(recordText(""), "0 bytes");
-    EXPECT_EQ(recordText("\x0a\xff"), "2 bytes 0aff");
-    EXPECT_EQ(recordText("123456789"), "9 bytes 3132333435363738");
-}
-
 TEST(NewestText, ShowsTheNewestFirst) {
     Series series;
     series.numbers = {1, 2, 3, 4};
@@ -90,12 +84,6 @@ TEST(NewestText, ShowsAllOfFew) {
 
 TEST(NewestText, ShowsNoUnitWithoutValues) {
     EXPECT_EQ(newestText({}, Scale(""), "W", 3), "");
-}
-
-TEST(NewestText, ShowsTheNewestRecord) {
-    Series series;
-    series.records = {"a", "bc"};
-    EXPECT_EQ(newestText(series, Scale("0.1"), "W", 3), "2 bytes 6263");
 }
 
 }  // namespace
