@@ -18,6 +18,14 @@ using namespace Qdx;
 
 constexpr std::size_t longestLine = 4096;
 
+// What completion offers for a filter names one.
+void requireCompletionsToBeFilters(const Backend::Quardex& collector,
+                                   const Backend::QuardexShellCommands& commands) {
+    for (const auto& word : commands.completeDch("filterId")) {
+        Fuzz::require(collector.findFilter(word).has_value());
+    }
+}
+
 struct Unit {
     Unit() {
         root.writeCatalogue(R"(<infoObjectList><tags><tag name="T"/></tags><objects>
@@ -45,6 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::ostringstream out;
         const int result = commands.cmdDch(words, out);
         Fuzz::require(result >= 0 && result <= 2);
+        requireCompletionsToBeFilters(collector, commands);
         // A filter may refuse a sample with an exception, which ends at the guard of the handlers.
         const std::function<void()> feed = [&] {
             collector.handleBeProcessBatchesUreq(sample.get());

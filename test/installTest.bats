@@ -54,6 +54,14 @@ answers() {
     done
 }
 
+@test "the completion of Bash is installed under the name of each program" {
+    for program in dch rodc; do
+        run bash --norc -c "source '$PREFIX/share/bash-completion/completions/$program' && complete -p $program"
+        [ "$status" -eq 0 ]
+        [ "$output" = "complete -F _dch $program" ]
+    done
+}
+
 @test "the schemas that decode a pull and its records are installed" {
     protoc -I "$PREFIX/share/qdxbe" --descriptor_set_out=/dev/null InfoObjectCollections.proto carrierEvent.proto \
         registerInfo.proto

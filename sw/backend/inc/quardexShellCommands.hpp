@@ -49,6 +49,12 @@ public:
     int cmdDch(const Args& args, std::ostream& out);
     int cmdRodc(const Args& args, std::ostream& out);
 
+    // What may be typed for a parameter of a row at this moment: "filterId", the names and numbers
+    // of filters (of printable ones for rodc), or "transaction_id", the open transactions. Nothing
+    // for others.
+    std::vector<std::string> completeDch(const std::string& parameter) const;
+    std::vector<std::string> completeRodc(const std::string& parameter) const;
+
     int handleCommandFilterPull(const Args& args, std::ostream& out) const;
     int handleCommandFilterStatus(const Args& args, std::ostream& out) const;
     int handleCommandFilterEnable(const Args& args, std::ostream& out) const;

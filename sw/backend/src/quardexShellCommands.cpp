@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "exceptionGuard.hpp"
+#include "filterWords.hpp"
+#include "tessel/commandCompletion.hpp"
 #include "tessel/commandRegistry.hpp"
 #include "tessel/util.hpp"
 #include "trace.hpp"
@@ -15,6 +17,7 @@ namespace {
 
 using Bevel::CmdTableHelper::CmdDefinition;
 using Bevel::CmdTableHelper::V2::CmdTableHelperIf;
+using Tessel::CommandCompletion::V1::CommandCompletionIf;
 using Tessel::CommandRegistry::V1::CommandRegistryIf;
 using Args = QuardexShellCommands::Args;
 using RowHandler = decltype(CmdDefinition::handler);
@@ -179,6 +182,10 @@ void QuardexShellCommands::initShellCommandDch(bool enabled) {
     CommandRegistryIf::getInstance().registerCommand(
         "dch", [this](const Args& args, std::ostream& out) { return cmdDch(args, out); }, !enabled);
     CmdTableHelperIf::getInstance().registerCmdTable("dch", dchCommands);
+    if (enabled) {
+        CommandCompletionIf::getInstance().registerCompleter(
+            "dch", [this](const std::string& parameter) { return completeDch(parameter); });
+    }
 }
 
 void QuardexShellCommands::initShellCommandRodc(bool enabled) {
@@ -190,6 +197,10 @@ void QuardexShellCommands::initShellCommandRodc(bool enabled) {
         "rodc", [this](const Args& args, std::ostream& out) { return cmdRodc(args, out); },
         !enabled);
     CmdTableHelperIf::getInstance().registerCmdTable("rodc", rodcCommands);
+    if (enabled) {
+        CommandCompletionIf::getInstance().registerCompleter(
+            "rodc", [this](const std::string& parameter) { return completeRodc(parameter); });
+    }
 }
 
 int QuardexShellCommands::cmdDch(const Args& args, std::ostream& out) {
@@ -209,6 +220,30 @@ int QuardexShellCommands::handleCommandsWhenRodcIsDisabled(const Args&, std::ost
     out << "Since radio observability data collection is disabled, the functionality for this "
            "command is disabled.\n";
     return invalid;
+}
+
+// --- Completion --------------------------------------------------------------------------------
+
+std::vector<std::string> QuardexShellCommands::completeDch(const std::string& parameter) const {
+    std::vector<std::string> values;
+    if (parameter == "filterId") {
+        for (const auto printable : {Printable::No, Printable::Yes}) {
+            addFilterWords(backend->listFilters(printable).value_or(""), values);
+        }
+    } else if (parameter == "transaction_id") {
+        for (const auto& [id, transaction] : transactions) {
+            values.push_back(std::to_string(id));
+        }
+    }
+    return values;
+}
+
+std::vector<std::string> QuardexShellCommands::completeRodc(const std::string& parameter) const {
+    std::vector<std::string> values;
+    if (parameter == "filterId") {
+        addFilterWords(backend->listFilters(Printable::Yes).value_or(""), values);
+    }
+    return values;
 }
 
 // --- dch filter --------------------------------------------------------------------------------

@@ -256,6 +256,66 @@ TEST_F(QuardexShellCommandsTest, ExceptionOfAHandlerLooksLikeSuccessAndIsTraced)
     commands.initShellCommandDch(true);
 }
 
+// --- Completion --------------------------------------------------------------------------------
+
+TEST_F(QuardexShellCommandsTest, CompletesFiltersByNameAndNumber) {
+    backend.listing = " Filter a (3): Enabled: Yes, FilterTag(s):\n";
+    backend.printableListing = " Filter b (2): Enabled: Yes, FilterTag(s):\n";
+    EXPECT_THAT(commands.completeDch("filterId"), ElementsAre("a", "3", "b", "2"));
+    EXPECT_THAT(commands.completeRodc("filterId"), ElementsAre("b", "2"));
+}
+
+TEST_F(QuardexShellCommandsTest, CompletesNoFiltersWhereThereAreNone) {
+    EXPECT_THAT(commands.completeDch("filterId"), IsEmpty());
+    EXPECT_THAT(commands.completeRodc("filterId"), IsEmpty());
+}
+
+TEST_F(QuardexShellCommandsTest, CompletesTheOpenTransactions) {
+    type("dch fs create limit 0");
+    type("dch fs create limit 0");
+    type("dch fs create limit 0");
+    EXPECT_THAT(commands.completeDch("transaction_id"), ElementsAre("0", "1", "2"));
+    type("dch fs add 1 list count 1");
+    type("dch fs commit 1");
+    EXPECT_THAT(commands.completeDch("transaction_id"), ElementsAre("0", "2"));
+    EXPECT_THAT(commands.completeRodc("transaction_id"), IsEmpty());
+}
+
+TEST_F(QuardexShellCommandsTest, CompletesNothingForOtherParameters) {
+    backend.listing = " Filter a (3): Enabled: Yes, FilterTag(s):\n";
+    backend.printableListing = backend.listing;
+    type("dch fs create limit 0");
+    for (const auto* parameter : {"", "0 | memoryLimit", "numberOfMeasurements", "filterid"}) {
+        EXPECT_THAT(commands.completeDch(parameter), IsEmpty()) << parameter;
+        EXPECT_THAT(commands.completeRodc(parameter), IsEmpty()) << parameter;
+    }
+}
+
+// The values of a parameter as a unit's shell tells them.
+std::string values(const std::string& command, const std::string& parameter) {
+    std::string lines;
+    Tessel::CommandClient::complete(command, parameter,
+                                    {[&](std::string_view bytes) { lines += bytes; },
+                                     [&](std::string_view bytes) { lines += bytes; }});
+    return lines;
+}
+
+TEST_F(QuardexShellCommandsTest, CommandIsCompletedExactlyWhileItIsEnabled) {
+    const Qdx::Test::UnitRoot root;
+    Tessel::Host::V1::CommandServer server(nullptr);
+    server.serve();
+    backend.printableListing = " Filter b (2): Enabled: Yes, FilterTag(s):\n";
+    EXPECT_EQ(values("dch", "filterId"), "b\n2\n");
+    EXPECT_EQ(values("rodc", "filterId"), "b\n2\n");
+    commands.initShellCommandRodc(false);
+    EXPECT_EQ(values("rodc", "filterId"), "");
+    EXPECT_EQ(values("dch", "filterId"), "b\n2\n");
+    commands.initShellCommandDch(false);
+    EXPECT_EQ(values("dch", "filterId"), "");
+    commands.initShellCommandDch(true);
+    EXPECT_EQ(values("dch", "filterId"), "b\n2\n");
+}
+
 // --- Flushing ----------------------------------------------------------------------------------
 
 TEST_F(QuardexShellCommandsTest, ReportsAreFlushedOnce) {

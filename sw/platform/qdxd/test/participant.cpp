@@ -11,6 +11,7 @@
 #include "bevel/cmdTableHelper.hpp"
 #include "ozo.h"
 #include "tessel/activeObject.hpp"
+#include "tessel/commandCompletion.hpp"
 #include "tessel/commandRegistry.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "tessel/startup.hpp"
@@ -21,6 +22,7 @@ using Bevel::CmdTableHelper::CmdDefinition;
 using Bevel::CmdTableHelper::V2::CmdTableHelperIf;
 using Tessel::ActiveObject::V1::ActiveObjectIf;
 using Tessel::ActiveObject::V1::SchedulingPolicy;
+using Tessel::CommandCompletion::V1::CommandCompletionIf;
 using Tessel::CommandRegistry::V1::CommandRegistryIf;
 using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 
@@ -56,8 +58,14 @@ const std::vector<CmdDefinition>& table() {
         {"dch exit <status>", exitWith, "Exits with the status."},
         {"dch bytes <count>", writeBytes, "Writes so many bytes."},
         {"dch hold <pipe>", hold,
-         "Waits, with all the patience that a command can have, until the pipe is written to."}};
+         "Waits, with all the patience that a command can have, until the pipe is written to."},
+        {"dch pick { one | other } <fruit>", echo, "Says the words back."}};
     return rows;
+}
+
+std::vector<std::string> complete(const std::string& parameter) {
+    return parameter == "fruit" ? std::vector<std::string>{"cherry", "apple:red", "apple:green"}
+                                : std::vector<std::string>{};
 }
 
 class TestParticipant final : public Tessel::Startup::V1::StartupParticipantIf {
@@ -89,6 +97,7 @@ private:
                 return CmdTableHelperIf::getInstance().executeCmd(words, out);
             },
             false);
+        CommandCompletionIf::getInstance().registerCompleter("dch", complete);
     }
 
     std::shared_ptr<ActiveObjectIf> activeObject_;

@@ -1,9 +1,12 @@
 #include "tessel/commandClient.hpp"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <system_error>
 
@@ -25,10 +28,51 @@ namespace {
     throw AnswerCutShort("the answer ended before its time: " + why);
 }
 
+// A patience that has begun to run out.
+class Waiting {
+public:
+    explicit Waiting(const Patience& patience)
+        : limit_(patience.limit), giveUpFd_(patience.giveUpFd) {}
+
+    // Until the descriptor is readable.
+    void awaitReadable(int fd) const {
+        if (!limit_ && giveUpFd_ < 0) {
+            return;
+        }
+        std::array<pollfd, 2> events{{{fd, POLLIN, 0}, {giveUpFd_, POLLIN, 0}}};
+        int ready = 0;
+        do {
+            ready = poll(events.data(), events.size(), left());
+        } while (ready < 0 && errno == EINTR);
+        if (events[1].revents != 0) {
+            throw GivenUp("the answer was given up");
+        }
+        if (ready == 0) {
+            failCutShort("it takes too long");
+        }
+    }
+
+private:
+    // Milliseconds, as poll() takes them.
+    int left() const {
+        using std::chrono::milliseconds;
+        if (!limit_) {
+            return -1;
+        }
+        const auto passed = std::chrono::ceil<milliseconds>(Clock::now() - begin_);
+        return static_cast<int>(std::max(*limit_ - passed, milliseconds(0)).count());
+    }
+
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begin_ = Clock::now();
+    const std::optional<std::chrono::milliseconds> limit_;
+    const int giveUpFd_;
+};
+
 class Connection {
 public:
-    explicit Connection(const std::string& path)
-        : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    Connection(const std::string& path, const Patience& patience)
+        : waiting_(patience), socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         if (path.size() >= sizeof address.sun_path) {
@@ -56,6 +100,7 @@ public:
 
     void receive(char* bytes, std::size_t size) {
         while (size > 0) {
+            waiting_.awaitReadable(socket_.get());
             const auto received = recv(socket_.get(), bytes, size, 0);
             if (received > 0) {
                 bytes += received;
@@ -69,6 +114,7 @@ public:
     }
 
 private:
+    const Waiting waiting_;
     const OwnedDescriptor socket_;
 };
 
@@ -94,8 +140,8 @@ int receiveAnswer(Connection& connection, const Sinks& sinks) {
     }
 }
 
-int ask(Kind kind, const std::string& payload, const Sinks& sinks) {
-    Connection connection(socketPath());
+int ask(Kind kind, const std::string& payload, const Sinks& sinks, const Patience& patience) {
+    Connection connection(socketPath(), patience);
     const auto header = encodeHeader(kind, payload.size());
     connection.send({header.data(), header.size()});
     connection.send(payload);
@@ -104,16 +150,21 @@ int ask(Kind kind, const std::string& payload, const Sinks& sinks) {
 
 }  // namespace
 
-int run(const std::vector<std::string>& words, const Sinks& sinks) {
-    return ask(Kind::Run, encodeWords(words), sinks);
+int run(const std::vector<std::string>& words, const Sinks& sinks, const Patience& patience) {
+    return ask(Kind::Run, encodeWords(words), sinks, patience);
 }
 
-int list(const Sinks& sinks) {
-    return ask(Kind::List, {}, sinks);
+int list(const Sinks& sinks, const Patience& patience) {
+    return ask(Kind::List, {}, sinks, patience);
 }
 
-int table(const std::string& word, const Sinks& sinks) {
-    return ask(Kind::Table, encodeWords({word}), sinks);
+int table(const std::string& word, const Sinks& sinks, const Patience& patience) {
+    return ask(Kind::Table, encodeWords({word}), sinks, patience);
+}
+
+int complete(const std::string& word, const std::string& parameter, const Sinks& sinks,
+             const Patience& patience) {
+    return ask(Kind::Complete, encodeWords({word, parameter}), sinks, patience);
 }
 
 }  // namespace Tessel::CommandClient

@@ -16,6 +16,10 @@ namespace {
 
 enum Refusal : int { notACommand = 1, noThread };
 
+void failUnknown(const std::string& word, CommandReply& reply) {
+    reply.fail(word + ": no such command", statusUnknownCommand);
+}
+
 void runCommand(const CommandRegistryImpl::Command& command, const std::vector<std::string>& words,
                 CommandReply& reply) {
     ReplyBuffer buffer(reply);
@@ -30,6 +34,22 @@ void runCommand(const CommandRegistryImpl::Command& command, const std::vector<s
     } catch (...) {
         reply.fail(words.front() + ": unknown exception", statusSoftware);
     }
+}
+
+// The command's own thread runs the function with the reply, unless it has ended or is about to.
+template <typename Function>
+void runOn(const std::weak_ptr<Loop>& commandLoop, std::unique_ptr<CommandReply> reply,
+           Function function) {
+    const auto loop = commandLoop.lock();
+    if (loop == nullptr) {
+        return;
+    }
+    loop->post([loop = loop.get(), function = std::move(function),
+                reply = std::shared_ptr<CommandReply>(std::move(reply))] {
+        if (loop->delivers()) {
+            function(*reply);
+        }
+    });
 }
 
 }  // namespace
@@ -47,36 +67,65 @@ int CommandRegistryImpl::registerCommand(const std::string& word, Command comman
     if (loop == nullptr) {
         return noThread;
     }
-    Entry entry{std::make_shared<const Command>(std::move(command)), loop, hidden};
+    Entry entry{std::make_shared<const Command>(std::move(command)), loop, hidden, nullptr};
     const std::lock_guard lock(mutex_);
     // What is replaced leaves with entry, when the lock is open again.
     std::swap(entries_[word], entry);
     return 0;
 }
 
+int CommandRegistryImpl::registerCompleter(const std::string& word, Completer completer) {
+    auto shared = completer ? std::make_shared<const Completer>(std::move(completer)) : nullptr;
+    const std::lock_guard lock(mutex_);
+    const auto found = entries_.find(word);
+    if (found == entries_.end()) {
+        return notACommand;
+    }
+    // What is replaced leaves with shared, when the lock is open again.
+    std::swap(found->second.completer, shared);
+    return 0;
+}
+
+CommandRegistryImpl::Entry CommandRegistryImpl::find(const std::string& word) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = entries_.find(word);
+    return found == entries_.end() ? Entry() : found->second;
+}
+
 void CommandRegistryImpl::run(std::vector<std::string> words,
                               std::unique_ptr<CommandReply> reply) const {
-    Entry entry;
-    {
-        const std::lock_guard lock(mutex_);
-        if (const auto found = entries_.find(words.front()); found != entries_.end()) {
-            entry = found->second;
-        }
-    }
+    const auto entry = find(words.front());
     if (entry.command == nullptr) {
-        reply->fail(words.front() + ": no such command", statusUnknownCommand);
+        failUnknown(words.front(), *reply);
         return;
     }
-    const auto loop = entry.loop.lock();
-    if (loop == nullptr) {
+    runOn(entry.loop, std::move(reply),
+          [command = entry.command, words = std::move(words)](CommandReply& answer) {
+              runCommand(*command, words, answer);
+          });
+}
+
+void CommandRegistryImpl::complete(const std::string& word, std::string parameter,
+                                   std::unique_ptr<CommandReply> reply) const {
+    const auto entry = find(word);
+    if (entry.command == nullptr) {
+        failUnknown(word, *reply);
         return;
     }
-    loop->post([loop = loop.get(), command = std::move(entry.command), words = std::move(words),
-                reply = std::shared_ptr<CommandReply>(std::move(reply))] {
-        if (loop->delivers()) {
-            runCommand(*command, words, *reply);
+    if (entry.completer == nullptr) {
+        reply->finish(0);
+        return;
+    }
+    const Command tellValues = [completer = entry.completer](const auto& words, std::ostream& out) {
+        for (const auto& value : (*completer)(words.back())) {
+            out << value << '\n';
         }
-    });
+        return 0;
+    };
+    runOn(entry.loop, std::move(reply),
+          [tellValues, words = std::vector{word, std::move(parameter)}](CommandReply& answer) {
+              runCommand(tellValues, words, answer);
+          });
 }
 
 std::vector<std::string> CommandRegistryImpl::getWords() const {
@@ -103,5 +152,13 @@ CommandRegistryIf& CommandRegistryIf::getInstance() {
 }
 
 }  // namespace CommandRegistry::V1
+
+namespace CommandCompletion::V1 {
+
+CommandCompletionIf& CommandCompletionIf::getInstance() {
+    return CommandRegistryImpl::instance();
+}
+
+}  // namespace CommandCompletion::V1
 
 }  // namespace Tessel

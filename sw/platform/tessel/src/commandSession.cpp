@@ -121,6 +121,9 @@ void CommandSession::answer(Kind kind) {
         case Kind::Table:
             answerTable(*reply);
             return;
+        case Kind::Complete:
+            answerComplete(std::move(reply));
+            return;
         default:
             reply->fail("unknown kind of request", statusUsage);
     }
@@ -148,6 +151,15 @@ void CommandSession::answerTable(CommandReply& reply) {
         reply.write(row.syntax + '\t' + row.help + '\n');
     }
     reply.finish(0);
+}
+
+void CommandSession::answerComplete(std::unique_ptr<CommandReply> reply) {
+    const auto words = decodeWords(request_);
+    if (!words || words->size() != 2) {
+        reply->fail("no parameter of a command in the request", statusUsage);
+    } else {
+        CommandRegistryImpl::instance().complete(words->front(), words->back(), std::move(reply));
+    }
 }
 
 // A client has nothing to say after its request: the end of its stream, or anything else, means

@@ -42,6 +42,7 @@ private:
     void answer(CommandProtocol::Kind kind);
     void answerRun(std::unique_ptr<CommandReply> reply);
     void answerTable(CommandReply& reply);
+    void answerComplete(std::unique_ptr<CommandReply> reply);
     void awaitHangUp();
     void send();
     void sendSome();

@@ -98,4 +98,50 @@ TEST_F(CommandClientTest, GivesUpTheAnswerWhenASinkThrows) {
     EXPECT_THROW(Tessel::CommandClient::run({"echo"}, {output, output}), std::logic_error);
 }
 
+// A server that lets clients connect and never answers.
+class SilentServer {
+public:
+    SilentServer() : fd_(socket(AF_UNIX, SOCK_STREAM, 0)) {
+        std::filesystem::create_directories(runDirectory());
+        const auto address = addressOf(socketPath());
+        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(fd_, 1), 0);
+    }
+    ~SilentServer() { close(fd_); }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+
+private:
+    const int fd_;
+};
+
+const Tessel::CommandClient::Sinks nowhere{[](std::string_view) {}, [](std::string_view) {}};
+
+TEST_F(CommandClientTest, EndsAnAnswerThatTakesTooLong) {
+    const SilentServer server;
+    EXPECT_THAT(
+        [] {
+            Tessel::CommandClient::list(nowhere, {std::chrono::milliseconds(20), -1});
+        },
+        ThrowsMessage<AnswerCutShort>(HasSubstr("it takes too long")));
+}
+
+TEST_F(CommandClientTest, GivesUpTheAnswerWhenTheDescriptorSaysSo) {
+    const SilentServer server;
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    EXPECT_THROW(Tessel::CommandClient::run({"echo"}, nowhere, {std::nullopt, ends[0]}),
+                 Tessel::CommandClient::GivenUp);
+    char left = 0;
+    EXPECT_EQ(read(ends[0], &left, 1), 1) << "it is for the asker to read";
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(CommandClientTest, WaitsForAnAnswerThatComesInTime) {
+    const OddServer server(frame(Kind::Output, "a") + frame(Kind::Exit, encodeStatus(3)));
+    EXPECT_EQ(Tessel::CommandClient::run({"echo"}, nowhere, {std::chrono::minutes(1), -1}), 3);
+}
+
 }  // namespace

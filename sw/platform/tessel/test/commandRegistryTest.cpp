@@ -271,4 +271,81 @@ TEST_F(CommandRegistryTest, CountsTheBlankOfAnEmptyWord) {
     EXPECT_EQ(type(words).status, 64);
 }
 
+// --- Completion --------------------------------------------------------------------------------
+
+// Values that tell of which parameter they are.
+std::vector<std::string> twoValues(const std::string& parameter) {
+    return {parameter + "1", parameter + "2"};
+}
+
+TEST_F(CommandRegistryTest, TellsTheValuesOfAParameterOnePerLine) {
+    registerCommand("word", echo);
+    EXPECT_EQ(registerCompleter("word", twoValues), 0);
+    EXPECT_EQ(complete("word", "id"), (Answer{0, "id1\nid2\n", ""}));
+}
+
+TEST_F(CommandRegistryTest, AsksTheCompleterOnTheActiveObjectOfItsCommand) {
+    std::promise<std::thread::id> asked;
+    const auto object = makeActiveObject();
+    registerOn(*object, "word", echo);
+    registerCompleter("word", [&](const auto&) -> std::vector<std::string> {
+        asked.set_value(std::this_thread::get_id());
+        return {};
+    });
+    EXPECT_EQ(complete("word", "id"), (Answer{0, "", ""}));
+    EXPECT_EQ(await(asked.get_future()), on(*object, [] { return std::this_thread::get_id(); }));
+}
+
+TEST_F(CommandRegistryTest, CompletesNothingForACommandWithoutACompleter) {
+    registerCommand("word", echo);
+    EXPECT_EQ(complete("word", "id"), (Answer{0, "", ""}));
+}
+
+TEST_F(CommandRegistryTest, CompletesAHiddenCommandToo) {
+    registerCommand("word", echo, true);
+    registerCompleter("word", twoValues);
+    EXPECT_EQ(complete("word", "id").output, "id1\nid2\n");
+}
+
+TEST_F(CommandRegistryTest, ReplacesACompleterThatIsRegisteredAgain) {
+    registerCommand("word", echo);
+    registerCompleter("word", [](const auto&) { return std::vector<std::string>{"old"}; });
+    EXPECT_EQ(registerCompleter("word", twoValues), 0);
+    EXPECT_EQ(complete("word", "id").output, "id1\nid2\n");
+}
+
+TEST_F(CommandRegistryTest, ForgetsTheCompleterOfAWordThatIsRegisteredAgain) {
+    registerCommand("word", echo);
+    registerCompleter("word", twoValues);
+    registerCommand("word", echo);
+    EXPECT_EQ(complete("word", "id").output, "");
+}
+
+TEST_F(CommandRegistryTest, ForgetsACompleterForAnEmptyOne) {
+    registerCommand("word", echo);
+    registerCompleter("word", twoValues);
+    EXPECT_EQ(registerCompleter("word", nullptr), 0);
+    EXPECT_EQ(complete("word", "id"), (Answer{0, "", ""}));
+}
+
+TEST_F(CommandRegistryTest, RefusesTheCompleterOfAWordThatIsNoCommand) {
+    EXPECT_NE(registerCompleter("nonsense", twoValues), 0);
+    EXPECT_EQ(complete("nonsense", "id"), (Answer{127, "", "nonsense: no such command\n"}));
+}
+
+TEST_F(CommandRegistryTest, AnswersACompleterThatThrowsWithOneLineAnd70) {
+    registerCommand("word", echo);
+    registerCompleter(
+        "word", [](const auto&) -> std::vector<std::string> { throw std::runtime_error("oops"); });
+    EXPECT_EQ(complete("word", "id"), (Answer{70, "", "word: oops\n"}));
+}
+
+TEST_F(CommandRegistryTest, SaysThatTheActiveObjectOfACompleterIsGone) {
+    auto object = makeActiveObject();
+    registerOn(*object, "gone", echo);
+    registerCompleter("gone", twoValues);
+    object.reset();
+    EXPECT_EQ(complete("gone", "id"), (Answer{69, "", "the command is not served any more\n"}));
+}
+
 }  // namespace

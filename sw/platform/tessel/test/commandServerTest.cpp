@@ -212,6 +212,11 @@ TEST_F(CommandServerTest, RefusesRequestsThatAreNone) {
     refused(runFrame({"", "x"}), "no command in the request");
     refused(runFrame({std::string("ec\0ho", 5)}), "no command in the request");
     refused(frame(Kind::Run, "\x05"), "no command in the request");
+    const std::string noParameter = "no parameter of a command in the request";
+    refused(frame(Kind::Complete, ""), noParameter);
+    refused(frame(Kind::Complete, encodeWords({"echo"})), noParameter);
+    refused(frame(Kind::Complete, encodeWords({"echo", "a", "b"})), noParameter);
+    refused(frame(Kind::Complete, "\x05"), noParameter);
 }
 
 TEST_F(CommandServerTest, RefusesARequestOfFourGigabytesWithoutReadingIt) {

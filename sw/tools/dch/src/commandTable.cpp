@@ -1,6 +1,6 @@
 #include "commandTable.hpp"
 
-#include <sstream>
+#include "words.hpp"
 
 namespace Dch {
 
@@ -10,10 +10,9 @@ constexpr std::size_t width = 80;
 constexpr std::string_view indent = "      ";
 
 std::string layOutHelp(const std::string& help) {
-    std::istringstream words(help);
     std::string text;
     std::string line;
-    for (std::string word; words >> word;) {
+    for (const auto& word : splitWords(help)) {
         if (!line.empty() && line.size() + 1 + word.size() > width) {
             text += line + '\n';
             line.clear();
@@ -25,15 +24,20 @@ std::string layOutHelp(const std::string& help) {
 
 }  // namespace
 
-std::string layOutTable(std::string_view rows) {
-    std::istringstream lines{std::string(rows)};
-    std::string text;
-    for (std::string line; std::getline(lines, line);) {
+Table parseTable(std::string_view lines) {
+    Table table;
+    for (const auto& line : splitLines(lines)) {
         const auto tab = line.find('\t');
-        text += "  " + line.substr(0, tab) + '\n';
-        if (tab != std::string::npos) {
-            text += layOutHelp(line.substr(tab + 1));
-        }
+        table.push_back(
+            {line.substr(0, tab), tab == std::string::npos ? "" : line.substr(tab + 1)});
+    }
+    return table;
+}
+
+std::string layOutTable(const Table& table) {
+    std::string text;
+    for (const auto& row : table) {
+        text += "  " + row.syntax + '\n' + layOutHelp(row.help);
     }
     return text;
 }

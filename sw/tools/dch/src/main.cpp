@@ -1,60 +1,45 @@
-// Types a command to the collector: dch, rodc or whatever name this program is called by.
+// Types commands to the collector: dch, rodc or whatever name this program is called by.
 #include <sysexits.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <iostream>
 #include <string>
-#include <string_view>
-#include <system_error>
-#include <vector>
 
-#include "commandTable.hpp"
-#include "tessel/commandClient.hpp"
+#include "collector.hpp"
+#include "conversation.hpp"
+#include "options.hpp"
+#include "output.hpp"
+#include "script.hpp"
+#include "session.hpp"
 
 namespace {
 
+using Dch::Options;
+using Dch::Words;
 using Tessel::CommandClient::AnswerCutShort;
 using Tessel::CommandClient::Unreachable;
 
-// A reader of our output that has gone needs no message.
-struct OutputLost {};
-
-void writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto written = write(fd, bytes.data(), bytes.size());
-        if (written >= 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno == EPIPE) {
-            throw OutputLost{};
-        } else if (errno != EINTR) {
-            throw std::system_error(errno, std::system_category(), "cannot write the output");
-        }
-    }
-}
-
-void writeError(std::string_view bytes) {
-    writeAll(STDERR_FILENO, bytes);
-}
-
-// A shell keeps eight bits: a status that has none of them set must not pass for success.
-int shellStatus(int status) {
-    constexpr int highest = 255;
-    return status < 0 || status > highest ? highest : status;
-}
-
-int typeCommand(const std::vector<std::string>& words) {
-    const auto output = [](std::string_view bytes) { writeAll(STDOUT_FILENO, bytes); };
-    return shellStatus(Tessel::CommandClient::run(words, {output, writeError}));
+int typeCommand(const Words& words) {
+    return Dch::shellStatus(Dch::Collector().run(words, {Dch::writeOutput, Dch::writeError}));
 }
 
 void writeUsage(const std::string& name) {
-    writeAll(STDOUT_FILENO, "usage: " + name + " SUBCOMMAND [WORD]...\n       " + name +
-                                " --help | --version\n\n"
-                                "Types a command to the collector at "
-                                "$UNIT_ROOT/run/tessel/command.sock,\nprints what it says and "
-                                "exits with its status; 69 if there is no collector.\n");
+    Dch::writeOutput(
+        "usage: " + name + " SUBCOMMAND [WORD]...\n       " + name +
+        " --interactive [--keep-going]\n       " + name +
+        " --help | --version\n\n"
+        "Types a command to the collector at $UNIT_ROOT/run/tessel/command.sock,\n"
+        "prints what it says and exits with its status; 69 if there is no collector.\n\n"
+        "  -i, --interactive  Type commands line by line, with completion and history if\n"
+        "                     standard input is a terminal. Otherwise each of its lines is\n"
+        "                     a command, those that begin with # are comments, and the\n"
+        "                     first that fails is the last. $transaction and $filter stand\n"
+        "                     for the numbers that the latest 'dch fs create' and\n"
+        "                     'dch fs commit' gave.\n"
+        "  -k, --keep-going   Go on after a line that failed; exit with the status of the\n"
+        "                     first that did.\n"
+        "      --complete     Print what the last of the words that follow can become.\n");
 }
 
 // The subcommands are the collector's to tell.
@@ -62,25 +47,53 @@ int writeHelp(const std::string& name) {
     writeUsage(name);
     std::string rows;
     const auto collect = [&rows](std::string_view bytes) { rows += bytes; };
-    const int status = Tessel::CommandClient::table(name, {collect, writeError});
+    const int status = Tessel::CommandClient::table(name, {collect, Dch::writeError});
     if (status == 0) {
-        writeAll(STDOUT_FILENO, "\nSubcommands:\n" + Dch::layOutTable(rows));
+        Dch::writeOutput("\nSubcommands:\n" + Dch::layOutTable(Dch::parseTable(rows)));
     }
-    return shellStatus(status);
+    return Dch::shellStatus(status);
 }
 
-int act(const std::vector<std::string>& words) {
-    if (words.size() == 1) {
-        return writeHelp(words.front());
+// In silence and without delay, whatever goes wrong: it is called while somebody types.
+int writeCompletions(const Words& words) {
+    constexpr auto patience = std::chrono::seconds(1);
+    try {
+        const bool option = words.size() == 2 && words.back().starts_with('-');
+        for (const auto& candidate : option ? Dch::completeOption(words.back())
+                                            : Dch::Collector({patience}).complete(words)) {
+            Dch::writeOutput(candidate + '\n');
+        }
+    } catch (const std::exception&) {
     }
-    if (words.size() == 2 && words[1] == "--version") {
-        writeAll(STDOUT_FILENO, words.front() + " " QDX_VERSION "\n");
+    return EX_OK;
+}
+
+int runSession(const std::string& name, bool keepGoing) {
+    if (isatty(STDIN_FILENO) != 0) {
+        Dch::converse(name);
         return EX_OK;
     }
-    if (words.size() == 2 && (words[1] == "--help" || words[1] == "-h")) {
-        return writeHelp(words.front());
+    Dch::LineReader lines(STDIN_FILENO);
+    Dch::Session session(name);
+    return Dch::runScript(lines, session, keepGoing ? Dch::OnFailure::GoOn : Dch::OnFailure::Stop);
+}
+
+int act(const Options& options) {
+    const auto& name = options.words.front();
+    switch (options.mode) {
+        case Options::Mode::Help:
+            return writeHelp(name);
+        case Options::Mode::Version:
+            Dch::writeOutput(name + " " QDX_VERSION "\n");
+            return EX_OK;
+        case Options::Mode::Complete:
+            return writeCompletions(options.words);
+        case Options::Mode::Session:
+            return runSession(name, options.keepGoing);
+        case Options::Mode::Type:
+            break;
     }
-    return typeCommand(words);
+    return typeCommand(options.words);
 }
 
 int report(const std::string& name, const std::exception& error, int status) {
@@ -91,20 +104,22 @@ int report(const std::string& name, const std::exception& error, int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<std::string> words(argv, argv + argc);
+    Words words(argv, argv + argc);
     if (words.empty()) {
         return EX_USAGE;
     }
     words.front() = std::filesystem::path(words.front()).filename();
     try {
-        return act(words);
+        return act(Dch::parseOptions(words));
+    } catch (const Dch::WrongUsage& error) {
+        return report(words.front(), error, EX_USAGE);
     } catch (const Unreachable& error) {
         return report(words.front(), error, EX_UNAVAILABLE);
     } catch (const AnswerCutShort& error) {
         return report(words.front(), error, EX_SOFTWARE);
     } catch (const std::exception& error) {
         return report(words.front(), error, EX_IOERR);
-    } catch (const OutputLost&) {
+    } catch (const Dch::OutputLost&) {
         return EX_IOERR;
     }
 }

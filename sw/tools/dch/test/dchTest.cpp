@@ -151,4 +151,57 @@ TEST_F(DchTest, EndsOnCtrlCAndLeavesTheCollectorAtWork) {
     EXPECT_EQ(Process({DCH, "exit", "3"}).awaitExit(), 3);
 }
 
+TEST_F(DchTest, RefusesASessionWithOtherWords) {
+    Process dch({DCH, "-i", "script"});
+    EXPECT_EQ(dch.awaitExit(), 64);
+    EXPECT_EQ(dch.error(),
+              "dch: 'script' does not go with a session; lines come from standard input\n");
+}
+
+// --- Completion --------------------------------------------------------------------------------
+
+// What the program offers for the last word.
+std::string completions(std::vector<std::string> words) {
+    words.insert(words.begin(), {DCH, "--complete"});
+    Process dch(std::move(words));
+    EXPECT_EQ(dch.awaitExit(), 0);
+    EXPECT_EQ(dch.error(), "");
+    return dch.output();
+}
+
+TEST_F(DchTest, OffersWhatTheCollectorsTableHas) {
+    const Daemon daemon;
+    EXPECT_EQ(completions({"e"}), "echo\nexit\n");
+    EXPECT_EQ(completions({}), completions({""}));
+    EXPECT_EQ(completions({"pick", ""}), "one\nother\n");
+    EXPECT_EQ(completions({"nonsense", ""}), "");
+}
+
+TEST_F(DchTest, OffersTheValuesThatTheCollectorTells) {
+    const Daemon daemon;
+    EXPECT_EQ(completions({"pick", "one", ""}), "apple:green\napple:red\ncherry\n");
+    EXPECT_EQ(completions({"pick", "one", "apple:r"}), "apple:red\n");
+    EXPECT_EQ(completions({"echo", ""}), "");
+}
+
+TEST_F(DchTest, OffersItsOptionsWithoutACollector) {
+    EXPECT_EQ(completions({"-"}), "--help\n--interactive\n--keep-going\n--version\n");
+}
+
+TEST_F(DchTest, OffersNothingInSilenceWithoutACollector) {
+    EXPECT_EQ(completions({""}), "");
+    EXPECT_EQ(completions({"filter", ""}), "");
+}
+
+TEST_F(DchTest, OffersNothingWhenTheCollectorIsTooBusyToTell) {
+    const Daemon daemon;
+    const HoldingPipe pipe(unit);
+    Process busy({DCH, "hold", pipe.path});
+    busy.awaitOutput("holding\n");
+    EXPECT_EQ(completions({"pick", "one", ""}), "");
+    EXPECT_EQ(completions({"pick", ""}), "one\nother\n");
+    pipe.let("released");
+    EXPECT_EQ(busy.awaitExit(), 0);
+}
+
 }  // namespace

@@ -9,15 +9,17 @@
 //
 // Requests are
 //
-//     Run     the words typed
-//     List    nothing; answered with the words of the commands, one per line
-//     Table   one command word; answered with a line "syntax TAB help" per subcommand
+//     Run       the words typed
+//     List      nothing; answered with the words of the commands, one per line
+//     Table     one command word; answered with a line "syntax TAB help" per subcommand
+//     Complete  a command word and a parameter of its syntax; answered with the values that the
+//               parameter can have now, one per line
 //
 // and answers any number of the first two, then the third as the last frame:
 //
-//     Output  bytes for standard output
-//     Error   bytes for standard error
-//     Exit    the status for the shell, 4 bytes little-endian
+//     Output    bytes for standard output
+//     Error     bytes for standard error
+//     Exit      the status for the shell, 4 bytes little-endian
 //
 // Words are each a length of 4 bytes, little-endian, and their bytes without a NUL.
 //
@@ -38,6 +40,7 @@ enum class Kind : char {
     Run = 'R',
     List = 'L',
     Table = 'T',
+    Complete = 'C',
     Output = 'O',
     Error = 'E',
     Exit = 'X'

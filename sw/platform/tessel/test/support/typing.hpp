@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tessel/commandClient.hpp"
+#include "tessel/commandCompletion.hpp"
 #include "tessel/commandRegistry.hpp"
 
 namespace TestSupport {
@@ -31,6 +32,19 @@ inline Answer type(const std::vector<std::string>& words) {
     Answer answer;
     answer.status = Tessel::CommandClient::run(words, into(answer));
     return answer;
+}
+
+inline Answer complete(const std::string& word, const std::string& parameter) {
+    Answer answer;
+    answer.status = Tessel::CommandClient::complete(word, parameter, into(answer));
+    return answer;
+}
+
+inline int registerCompleter(
+    const std::string& word,
+    Tessel::CommandCompletion::V1::CommandCompletionIf::Completer completer) {
+    return Tessel::CommandCompletion::V1::CommandCompletionIf::getInstance().registerCompleter(
+        word, std::move(completer));
 }
 
 inline int registerCommand(const std::string& word,
