@@ -1,4 +1,4 @@
-// Golden files: whole outputs kept under sw/backend/test/golden.
+// Golden files: whole outputs kept in the folder golden of the tests that compare with them.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-// Benchmarks run with every trace event off, as units in the field do.
+// Every trace event is off: for programs that use the collector's classes and have nobody to
+// trace to.
 #include "trace.hpp"
 
 namespace Qdx::Backend::Trace {
