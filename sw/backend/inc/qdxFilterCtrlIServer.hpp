@@ -19,16 +19,16 @@ namespace Qdx::Backend {
 
 // The two mailboxes of one exchange.
 struct OzoMboxIds {
-    std::uint32_t ownMboxId;   // sends the replies
-    std::uint32_t peerMboxId;  // the client's
+    std::uint32_t ownMboxId = OZO_NO_MAILBOX;   // sends the replies
+    std::uint32_t peerMboxId = OZO_NO_MAILBOX;  // the client's
 };
 
 // A registered connection.
 struct QfciClientInfo {
-    std::uint32_t connRef;  // given out by the server
-    std::uint32_t procRef;  // of the request that it accepted
-    std::uint32_t selectedProtocolRev;
-    std::uint32_t mailboxId;
+    std::uint32_t connRef = 0;  // given out by the server
+    std::uint32_t procRef = 0;  // of the request that it accepted
+    std::uint32_t selectedProtocolRev = 0;
+    std::uint32_t mailboxId = OZO_NO_MAILBOX;
     std::string mailboxName;
 };
 std::ostream& operator<<(std::ostream& out, const QfciClientInfo& client);

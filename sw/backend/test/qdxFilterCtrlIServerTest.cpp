@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "controlClient.hpp"
+#include "emptyRegistry.hpp"
 #include "exceptionGuard.hpp"
 #include "hexText.hpp"
 #include "refusedMessage.hpp"
@@ -58,7 +59,7 @@ public:
 constexpr std::size_t chunkSize = 1024 - 16 - 6;
 
 // Filters by name, each with its contents.
-class Registry : public QuardexBeIf {
+class Registry : public Qdx::Test::EmptyRegistry {
 public:
     std::map<std::string, std::string> contents;
     ErrorType result = ErrorType::NoError;
@@ -81,23 +82,6 @@ public:
         }
         return result;
     }
-
-    ErrorType printFilterData(std::optional<FilterId>, std::optional<unsigned int>,
-                              std::string&) override {
-        return ErrorType::NoSuchFilter;
-    }
-    bool hasReachedMaxNumberOfFilters() const override { return true; }
-    ErrorType createFilter(const FilterId&, const std::string&,
-                           const std::vector<CaptureStatement>&, unsigned long, Enabled, Static,
-                           Printable) override {
-        return ErrorType::MaxFiltersReached;
-    }
-    std::optional<std::string> listFilters(Printable) const override { return std::nullopt; }
-    void enableFilter(const FilterId&) override {}
-    void disableFilter(const FilterId&) override {}
-    void deleteFilter(FilterId, std::ostream&) override {}
-    void deleteAllFilters(std::ostream&) override {}
-    void clearAllFilters(std::ostream&) override {}
 };
 
 // A thread with the mailbox of the server, which is made anew whenever a test wants it.
