@@ -2,62 +2,21 @@
 
 usage: lttngCollectorTest.py QDXD LIBRARY PROVIDER DCH [unittest arguments]
 """
-import os
 import pathlib
-import re
-import shutil
-import signal
-import subprocess
 import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent / "support"))
-from lttngSession import DEADLINE_SECONDS, SessionTest
-
-QDXD = LIBRARY = PROVIDER = DCH = None
-NAME = "com_zelva_zelvasw_qdxbe"
+from recordedCollector import Programs, RecordedCollectorTest
 
 
-class RecordedCollector(SessionTest):
-    def setUp(self):
-        super().setUp()
-        self.environment["UNIT_ROOT"] = self.home
-        # What runs as nobody may not reach the build.
-        self.qdxd, self.library, self.dch = (shutil.copy(path, self.home) for path in (QDXD, LIBRARY, DCH))
-        shutil.copy(PROVIDER, self.home)
-        self.write_database("enabled = 1\n")
-
-    def write_database(self, text):
-        database = pathlib.Path(self.home, "opt/zelvasw/srv/database/qdx/swdb.cfg")
-        database.parent.mkdir(parents=True, exist_ok=True)
-        database.write_text("[qdx]\n" + text)
-
-    def record(self):
-        """Runs the collector under a session with one failing command; gives the lines of the trace."""
-        self.run_tool("lttng", "enable-event", "--userspace", f"{NAME}:*")
-        self.run_tool("lttng", "start")
-        collector = subprocess.Popen([self.qdxd, "--library", self.library], cwd=self.home, env=self.environment,
-                                     stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, **self.identity)
-        try:
-            while "qdxd: ready" not in collector.stderr.readline():
-                self.assertIsNone(collector.poll(), "the collector ended")
-            subprocess.run([self.dch, "fs", "commit", "7"], cwd=self.home, env=self.environment,
-                           stdout=subprocess.DEVNULL, timeout=DEADLINE_SECONDS, **self.identity)
-            collector.send_signal(signal.SIGTERM)
-            collector.stderr.read()
-            self.assertEqual(collector.wait(DEADLINE_SECONDS), 0)
-        finally:
-            collector.stderr.close()
-            collector.kill()
-            collector.wait()
-        self.run_tool("lttng", "destroy")
-        text = self.run_tool("babeltrace2", "--names=payload", "trace")
-        events = re.findall(NAME + r':(\w+): .*?\{ file = "(.*?)", line = \d+, (?:obj = "-", )?msg = "(.*)" \}$', text,
-                            re.MULTILINE)
-        return [(level, file, message.replace("\\'", "'")) for level, file, message in events]
+class RecordedCollector(RecordedCollectorTest):
+    def commit_nothing(self):
+        self.type("dch", "fs", "commit", "7")
 
     def test_shows_the_start_and_a_command_by_level_and_file(self):
-        events = self.record()
+        self.write_database("[qdx]\nenabled = 1\n")
+        self.record(self.commit_nothing)
         for event in [
             ("INFO", "quardex.cpp", "Entering start"),
             ("INFO", "quardex.cpp", "Entering activeObjectStart"),
@@ -67,11 +26,12 @@ class RecordedCollector(SessionTest):
             ("INFO", "quardex.cpp", "Leaving activeObjectStart"),
             ("TRACE5", "quardexShellCommands.cpp", "Trying to commit transaction 7 which does not exist"),
         ]:
-            self.assertIn(event, events)
+            self.assertIn(event, self.events)
 
     def test_shows_why_a_start_failed(self):
-        self.write_database("enabled = 1\nmaxFilterLimit = 0\n")
-        errors = [message for level, _, message in self.record() if level == "ERROR"]
+        self.write_database("[qdx]\nenabled = 1\nmaxFilterLimit = 0\n")
+        self.record(self.commit_nothing)
+        errors = [message for level, _, message in self.events if level == "ERROR"]
         self.assertEqual(errors, [
             "QDX max number of filters set to 0 in database. If you meant to disable QDX, use the /qdx/enabled "
             "parameter instead.",
@@ -80,5 +40,5 @@ class RecordedCollector(SessionTest):
 
 
 if __name__ == "__main__":
-    QDXD, LIBRARY, PROVIDER, DCH = (os.path.abspath(path) for path in sys.argv[1:5])
+    Programs.set(sys.argv[1:5])
     unittest.main(argv=[sys.argv[0]] + sys.argv[5:])

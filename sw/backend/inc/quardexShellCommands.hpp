@@ -77,6 +77,13 @@ public:
     std::variant<FilterId, std::string> fsCommit(unsigned transactionId,
                                                  std::optional<std::string> name, Static isStatic);
 
+    // Creates the filters that the configuration prescribes, those enabled by default first; false,
+    // with the reason in the trace, if any of them failed. The others are there all the same.
+    // Throws what reading the database and parsing a statement throw.
+    bool createStaticFilters();
+    // Creates one of them from the specification under its name.
+    bool createStaticFilter(const std::string& name, Enabled enabled);
+
 private:
     QuardexBeIf* backend;
 

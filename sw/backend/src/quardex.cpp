@@ -132,6 +132,10 @@ bool Quardex::startSteps() {
         QDX_TRACE(Error, "Could not determine max number of filters. Disabling QDX.");
         return false;
     }
+    if (!shellCommands->createStaticFilters()) {
+        QDX_TRACE(Error, "Could not create static filters. Disabling QDX.");
+        return false;
+    }
     if (!publishOZO()) {
         QDX_TRACE(Error, "Could not publish mailboxes. Disabling QDX.");
         return false;

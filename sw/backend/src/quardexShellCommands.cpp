@@ -322,6 +322,9 @@ int QuardexShellCommands::handleCommandFsCommit(const Args& args, std::ostream& 
 
 std::optional<unsigned> QuardexShellCommands::fsCreate(const std::string& arguments,
                                                        Enabled enabled, Printable printable) {
+    if (arguments.size() > CaptureStatement::maxTextSize) {
+        return std::nullopt;
+    }
     const auto clause = match(arguments, R"(^ limit (\d+)$)");
     if (!clause.found) {
         return std::nullopt;

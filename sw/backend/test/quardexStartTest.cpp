@@ -307,6 +307,86 @@ TEST_F(QuardexStartTest, AliasInUseDisablesTheCollectorAndLeavesItsMailbox) {
                                                  "Could not publish mailboxes. Disabling QDX."));
 }
 
+TEST_F(QuardexStartTest, StaticFiltersAreThereBeforeTheCommands) {
+    start(
+        "enabled = 1\nstaticFilters.enabledByDefault = ['a']\n"
+        "staticFilters.a = ['dch', 'limit 0', 'dch', 'list count 1']\n");
+    EXPECT_EQ(typed({"dch", "filter", "status"}),
+              "Current Filter(s):\n Filter a (11): Enabled: Yes, FilterTag(s):\n");
+    EXPECT_TRUE(hasMailbox());
+}
+
+TEST_F(QuardexStartTest, FaultyStaticFilterDisablesTheCollectorAndTheOthersStay) {
+    start(
+        "enabled = 1\nradioObservabilityEnabled = 1\n"
+        "staticFilters.enabledByDefault = ['missing', 'a']\n"
+        "staticFilters.a = ['dch', 'limit 0', 'dch', 'list count 1']\n");
+    EXPECT_FALSE(dchIsLive());
+    EXPECT_FALSE(rodcIsLive());
+    EXPECT_FALSE(hasMailbox());
+    EXPECT_NE(collector->getGlobalMemory(), nullptr);
+    EXPECT_FALSE(collector->hasReachedMaxNumberOfFilters());
+    EXPECT_EQ(collector->findFilter("a"), FilterId{11});
+    EXPECT_THAT(texts(Level::Error),
+                ElementsAre("No static filter configuration found for filter 'missing'",
+                            "Could not create static filters. Disabling QDX."));
+}
+
+TEST_F(QuardexStartTest, StaticFiltersNeedTheFilterLimit) {
+    start("enabled = 1\nmaxFilterLimit = 0\nstaticFilters.enabledByDefault = ['missing']\n");
+    EXPECT_THAT(texts(Level::Error),
+                testing::Not(Contains("No static filter configuration found for filter "
+                                      "'missing'")));
+}
+
+TEST_F(QuardexStartTest, ExceptionInAStaticFilterEndsTheStartWithoutCommands) {
+    root.writeDatabase(
+        "[qdx]\nenabled = 1\nstaticFilters.enabledByDefault = ['a']\n"
+        "staticFilters.a = ['dch', 'limit 0', 'dch', 'list count 99999999999']\n");
+    collector = std::make_unique<Quardex>();
+    collector->start();
+    EXPECT_TRUE(TraceRecorder::instance().waitFor(
+        Level::Error,
+        "Caught exception: vector::_M_range_check: __n (which is 0) >= this->size() (which is 0)"));
+    EXPECT_EQ(CmdTableHelperIf::getInstance().getCmdTable("dch"), std::nullopt);
+    EXPECT_FALSE(hasMailbox());
+}
+
+// Runs the collector's start on an active object that has prepared something before.
+class PreparedThread {
+public:
+    PreparedThread(Quardex& collector, const std::function<void()>& prepare) {
+        std::promise<void> done;
+        thread = ActiveObjectIf::create(
+            "prepared",
+            [&] {
+                prepare();
+                collector.activeObjectStart();
+                done.set_value();
+            },
+            SchedulingPolicy{0});
+        done.get_future().wait();
+    }
+
+    ~PreparedThread() {
+        run([] { ozo_delete_mailbox(ozo_locate("QuardexBeI")); });
+    }
+    PreparedThread(const PreparedThread&) = delete;
+    PreparedThread& operator=(const PreparedThread&) = delete;
+
+    void run(const std::function<void()>& function) {
+        std::promise<void> done;
+        thread->runOnActiveObject([&] {
+            function();
+            done.set_value();
+        });
+        done.get_future().wait();
+    }
+
+private:
+    std::shared_ptr<ActiveObjectIf> thread;
+};
+
 TEST_F(QuardexStartTest, MailboxThatCannotBeWatchedDisablesTheCollector) {
     root.writeDatabase("[qdx]\nenabled = 1\n");
     collector = std::make_unique<Quardex>();
