@@ -24,16 +24,17 @@
 namespace Qdx::Backend {
 
 class BatchReader;
+class QdxFilterCtrlIServer;
 class QuardexShellCommands;
 
 // The one object of the library: loading the library registers it, the host creates it and calls
 // start().
 //
 // start() makes the active object "QdxBackend". On its thread runs all else: activeObjectStart()
-// reads the configuration, takes the memory budget, opens the mailbox "QuardexBeI" and registers
-// the commands; then message handlers and commands, one at a time. Nothing here locks. A step of
-// the start that fails disables the collector for good: nothing is undone, and the commands answer
-// that they are disabled.
+// reads the configuration, takes the memory budget, opens the mailbox "QuardexBeI" with the alias
+// of the control server and registers the commands; then message handlers and commands, one at a
+// time. Nothing here locks. A step of the start that fails disables the collector for good: nothing
+// is undone, and the commands answer that they are disabled.
 class Quardex : public Tessel::Startup::V1::StartupParticipantIf, public QuardexBeIf {
 public:
     Quardex();
@@ -126,6 +127,7 @@ private:
     Filters filters;
     std::map<FilterId, std::unique_ptr<FilterMemory>> filterMemories;
     std::shared_ptr<QuardexShellCommands> shellCommands;
+    std::shared_ptr<QdxFilterCtrlIServer> filterCtrlServer;
     std::shared_ptr<Tessel::ActiveObject::V1::ActiveObjectIf> activeObject;
     std::uint32_t mailbox = OZO_NO_MAILBOX;
     Qdx::RadioMetaData metaData;

@@ -7,6 +7,7 @@
 #include "dbGet.hpp"
 #include "exceptionGuard.hpp"
 #include "infoObjectListIf.hpp"
+#include "qdxFilterCtrlIServer.hpp"
 #include "quardexShellCommands.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "trace.hpp"
@@ -198,6 +199,14 @@ bool Quardex::publishOZO() {
         QDX_TRACE(Error, "Could not create mailbox for QDX.");
         return false;
     }
+    filterCtrlServer = std::make_shared<QdxFilterCtrlIServer>(this);
+    const auto alias = filterCtrlServer->serverName;
+    QDX_TRACE(Info, "Published mailbox alias " << alias << " for QFCI server");
+    if (ozo_add_name(mailbox, alias.c_str()) != 0) {
+        QDX_TRACE(Error, "Could not create mailbox alias for QFCI.");
+        return false;
+    }
+    filterCtrlServer->mailboxId = mailbox;
     if (OzoMessageSubscriptionIf::getInstance().addMailbox(ozo_get_fd()) != 0) {
         QDX_TRACE(Error, "Could not monitor QDX mailbox.");
         return false;
@@ -218,6 +227,14 @@ bool Quardex::setupMessageHandlers() {
              handleBeProcessBatchesUreq(msg);
          }},
         {V1::beProcessMetaDataUreq, [this](ozo_msg* msg) { handleBeProcessMetaDataUreq(msg); }},
+        {qdxfilterctrli::ConnectionEstablishReq::MESSAGE_NUMBER,
+         [this](ozo_msg* msg) { filterCtrlServer->handleQfciConnectionEstablishReq(msg); }},
+        {qdxfilterctrli::CapabilityExchangeReq::MESSAGE_NUMBER,
+         [this](ozo_msg* msg) { filterCtrlServer->handleQfciCapabilityExchangeReq(msg); }},
+        {qdxfilterctrli::PullFilterDataReq::MESSAGE_NUMBER,
+         [this](ozo_msg* msg) { filterCtrlServer->handleQfciPullFilterDataReq(msg); }},
+        {qdxfilterctrli::FilterContentsRAck::MESSAGE_NUMBER,
+         [this](ozo_msg* msg) { filterCtrlServer->handleQfciFilterContentsRAck(msg); }},
     };
     for (const auto& subscription : subscriptions) {
         const OzoMessageSubscriptionIf::Handler handler =

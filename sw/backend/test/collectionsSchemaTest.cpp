@@ -2,53 +2,17 @@
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 
 #include "InfoObjectCollections.pb.h"
+#include "schemaText.hpp"
 
 namespace {
 
-using google::protobuf::Descriptor;
-using google::protobuf::EnumDescriptor;
-using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 
 const FileDescriptor& schema() {
     return *Qdx::InfoObjectCollections::descriptor()->file();
-}
-
-std::string typeOf(const FieldDescriptor& field) {
-    if (field.message_type() != nullptr) {
-        return field.message_type()->full_name();
-    }
-    if (field.enum_type() != nullptr) {
-        return field.enum_type()->full_name();
-    }
-    return field.type_name();
-}
-
-std::string labelOf(const FieldDescriptor& field) {
-    if (field.containing_oneof() != nullptr) {
-        return "oneof " + field.containing_oneof()->name();
-    }
-    return field.is_required() ? "required" : field.is_repeated() ? "repeated" : "optional";
-}
-
-void describe(const EnumDescriptor& type, std::ostream& out) {
-    out << "enum " << type.full_name() << "\n";
-    for (int i = 0; i < type.value_count(); ++i) {
-        out << "  " << type.value(i)->number() << " " << type.value(i)->name() << "\n";
-    }
-}
-
-void describe(const Descriptor& message, std::ostream& out) {
-    out << "message " << message.full_name() << "\n";
-    for (int i = 0; i < message.field_count(); ++i) {
-        const auto& field = *message.field(i);
-        out << "  " << field.number() << " " << labelOf(field) << " " << typeOf(field) << " "
-            << field.name() << (field.is_packed() ? " packed" : "") << "\n";
-    }
 }
 
 constexpr auto everything = R"(enum Qdx.AggrSubType
@@ -111,14 +75,7 @@ message Qdx.InfoObjectCollections
 )";
 
 TEST(CollectionsSchema, HasTheseNumbersTypesAndLabelsAndPacksNothing) {
-    std::ostringstream out;
-    for (int i = 0; i < schema().enum_type_count(); ++i) {
-        describe(*schema().enum_type(i), out);
-    }
-    for (int i = 0; i < schema().message_type_count(); ++i) {
-        describe(*schema().message_type(i), out);
-    }
-    EXPECT_EQ(out.str(), everything);
+    EXPECT_EQ(Qdx::Test::textOf(schema()), everything);
 }
 
 TEST(CollectionsSchema, IsOneFileOfTheOlderSyntaxForSpeed) {

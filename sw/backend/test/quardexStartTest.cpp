@@ -6,17 +6,16 @@
 
 #include <algorithm>
 #include <chrono>
-#include <future>
 #include <sstream>
 #include <stdexcept>
 
 #include "batch.hpp"
 #include "batchMessage.hpp"
 #include "bevel/cmdTableHelper.hpp"
+#include "collectorThread.hpp"
 #include "frontendMessages.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
-#include "tessel/activeObject.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
@@ -27,10 +26,9 @@ namespace {
 
 using Bevel::CmdTableHelper::V2::CmdTableHelperIf;
 using Qdx::Test::Batch;
+using Qdx::Test::CollectorThread;
 using Qdx::Test::parsedAll;
 using Qdx::Test::TraceRecorder;
-using Tessel::ActiveObject::V1::ActiveObjectIf;
-using Tessel::ActiveObject::V1::SchedulingPolicy;
 using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -183,6 +181,7 @@ TEST_F(QuardexStartTest, SaysWhatItDoesInOrder) {
                     "default value 2097152 bytes.",
                     "Maximum number of filters not defined in database (/qdx/maxFilterLimit), "
                     "using default value 10",
+                    "Published mailbox alias QdxFilterCtrlI for QFCI server",
                     "'dch' command is enabled", "'rodc' command is disabled",
                     "Leaving activeObjectStart"));
     EXPECT_EQ(TraceRecorder::instance().count(Level::Info, "Entering start"), 1);
@@ -296,6 +295,18 @@ TEST_F(QuardexStartTest, MailboxNameInUseDisablesTheCollector) {
                                                  "Could not publish mailboxes. Disabling QDX."));
 }
 
+TEST_F(QuardexStartTest, AliasInUseDisablesTheCollectorAndLeavesItsMailbox) {
+    const Frontend other("QdxFilterCtrlI");
+    start("enabled = 1\n");
+    EXPECT_FALSE(dchIsLive());
+    EXPECT_TRUE(hasMailbox());
+    EXPECT_THAT(texts(Level::Info),
+                Contains("Published mailbox alias QdxFilterCtrlI for QFCI server"))
+        << "written before the alias exists";
+    EXPECT_THAT(texts(Level::Error), ElementsAre("Could not create mailbox alias for QFCI.",
+                                                 "Could not publish mailboxes. Disabling QDX."));
+}
+
 TEST_F(QuardexStartTest, StaticFiltersAreThereBeforeTheCommands) {
     start(
         "enabled = 1\nstaticFilters.enabledByDefault = ['a']\n"
@@ -391,7 +402,7 @@ TEST_F(QuardexStartTest, MailboxThatCannotBeWatchedDisablesTheCollector) {
 TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTheOthers) {
     root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     Quardex prepared;
-    PreparedThread thread(prepared, [] {
+    CollectorThread thread(prepared, [] {
         OzoMessageSubscriptionIf::getInstance().addHandler(V1::beProcessMetaDataUreq,
                                                            [](const auto&) {});
     });
@@ -412,6 +423,25 @@ TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTh
     std::string report;
     thread.run([&] { prepared.printFilterData(std::nullopt, std::nullopt, report); });
     EXPECT_THAT(report, testing::HasSubstr("'5', "));
+}
+
+TEST_F(QuardexStartTest, ControlHandlerThatCannotBeAddedLeavesTheFrontendsServed) {
+    root.writeDatabase("[qdx]\nenabled = 1\n");
+    for (const std::uint32_t number : {0x01707B00, 0x01707B03, 0x01707B15, 0x01707B19}) {
+        TraceRecorder::instance().clear();
+        Quardex prepared;
+        CollectorThread thread(prepared, [&] {
+            OzoMessageSubscriptionIf::getInstance().addHandler(number, [](const auto&) {});
+        });
+        EXPECT_FALSE(dchIsLive());
+        std::ostringstream text;
+        text << "Failed to add msg handler for " << std::hex << number << ": ";
+        ASSERT_EQ(texts(Level::Error).size(), 2);
+        EXPECT_THAT(texts(Level::Error)[0], testing::StartsWith(text.str()));
+        EXPECT_EQ(texts(Level::Error)[1], "Could not setup message handlers. Disabling QDX.");
+        const Frontend frontend("Frontend");
+        EXPECT_EQ(Frontend::connect({1}), confirmed());
+    }
 }
 
 TEST_F(QuardexStartTest, ResultOfAHandlerThatCannotBeAddedIsTracedInHexadecimal) {
@@ -538,7 +568,7 @@ TEST_F(QuardexStartTest, BatchOverTheMailboxMovesTheTimeAndReachesTheFilter) {
     const auto before = std::chrono::steady_clock::now();
     root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     Quardex prepared;
-    PreparedThread thread(prepared, [] {});
+    CollectorThread thread(prepared, [] {});
     thread.run([&] {
         prepared.setClockAnchor(ClockAnchor{before, WallTime(std::chrono::hours(1))});
         prepared.createFilter(FilterId{1}, "f", parsedAll({"list count 5"}), 0, Enabled::Yes,
@@ -557,7 +587,7 @@ TEST_F(QuardexStartTest, BatchOverTheMailboxMovesTheTimeAndReachesTheFilter) {
 TEST_F(QuardexStartTest, EmptyBatchOverTheMailboxMovesTheTime) {
     root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     Quardex prepared;
-    PreparedThread thread(prepared, [] {});
+    CollectorThread thread(prepared, [] {});
     std::string report;
     ErrorType before{};
     thread.run([&] {
