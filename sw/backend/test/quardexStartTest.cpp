@@ -352,41 +352,6 @@ TEST_F(QuardexStartTest, ExceptionInAStaticFilterEndsTheStartWithoutCommands) {
     EXPECT_FALSE(hasMailbox());
 }
 
-// Runs the collector's start on an active object that has prepared something before.
-class PreparedThread {
-public:
-    PreparedThread(Quardex& collector, const std::function<void()>& prepare) {
-        std::promise<void> done;
-        thread = ActiveObjectIf::create(
-            "prepared",
-            [&] {
-                prepare();
-                collector.activeObjectStart();
-                done.set_value();
-            },
-            SchedulingPolicy{0});
-        done.get_future().wait();
-    }
-
-    ~PreparedThread() {
-        run([] { ozo_delete_mailbox(ozo_locate("QuardexBeI")); });
-    }
-    PreparedThread(const PreparedThread&) = delete;
-    PreparedThread& operator=(const PreparedThread&) = delete;
-
-    void run(const std::function<void()>& function) {
-        std::promise<void> done;
-        thread->runOnActiveObject([&] {
-            function();
-            done.set_value();
-        });
-        done.get_future().wait();
-    }
-
-private:
-    std::shared_ptr<ActiveObjectIf> thread;
-};
-
 TEST_F(QuardexStartTest, MailboxThatCannotBeWatchedDisablesTheCollector) {
     root.writeDatabase("[qdx]\nenabled = 1\n");
     collector = std::make_unique<Quardex>();
