@@ -22,10 +22,10 @@ struct Remark {
 
 // One aggregator that a statement asks for.
 struct AggregatorClause {
-    Qdx::Backend::AggregationMethod method;
-    Qdx::Backend::AggregationPeriod period;
-    std::uint32_t scope;  // samples or seconds of a window or list
-    std::uint32_t span;   // samples or seconds that the kept windows cover; 0 for a list
+    Qdx::Backend::AggregationMethod method{};
+    Qdx::Backend::AggregationPeriod period{};
+    std::uint32_t scope = 0;  // samples or seconds of a window or list
+    std::uint32_t span = 0;   // samples or seconds that the kept windows cover; 0 for a list
 
     bool isList() const { return method == Qdx::Backend::AggregationMethod::List; }
     // Results that are kept; 0 for a list.

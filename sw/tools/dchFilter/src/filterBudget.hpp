@@ -21,7 +21,7 @@ using Catalogue = std::set<Qdx::Backend::InfoObject>;
 // One aggregator of a statement for one kind of object.
 struct AggregatorUse {
     AggregatorClause clause;
-    Qdx::Backend::InfoObjectType type;
+    Qdx::Backend::InfoObjectType type{};
     std::optional<AggregatorCost> cost;  // empty if it gives this kind nothing
 };
 

@@ -33,7 +33,8 @@ constexpr std::size_t largestRecord = 131'072;
 
 // What the range would let pass: "nan".
 std::string isDecimal(const std::string& text) {
-    return text.find_first_not_of("0123456789.") == text.npos ? "" : text + " is not a number";
+    return text.find_first_not_of("0123456789.") == std::string::npos ? ""
+                                                                      : text + " is not a number";
 }
 
 std::chrono::nanoseconds intervalOf(double samplesPerSecond) {

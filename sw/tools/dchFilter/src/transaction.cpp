@@ -50,7 +50,8 @@ std::optional<std::string> numberBehind(std::string_view label, const Answer& an
         return {};
     }
     const auto number = line.substr(label.size());
-    const bool isNumber = !number.empty() && number.find_first_not_of("0123456789") == line.npos;
+    const bool isNumber =
+        !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
     return isNumber ? std::optional(number) : std::nullopt;
 }
 

@@ -33,6 +33,7 @@ std::vector<Statement> statementsOf(const std::string& lines) {
 
 std::vector<Coverage> coveragesOf(const std::vector<Statement>& statements, const Load& load) {
     std::vector<Coverage> coverages;
+    coverages.reserve(statements.size());
     for (const auto& statement : statements) {
         coverages.push_back(coverageOf(statement, catalogue, load));
     }
@@ -124,7 +125,7 @@ TEST(FilterBudget, IsWhatAFullFilterHolds) {
     const auto statements = statementsOf(mixed);
     const Load load{std::chrono::milliseconds(800), 77};
     const auto budget = budgetFor(statements, load);
-    for (const std::uint64_t contexts : {1, 2, 7}) {
+    for (const std::uint64_t contexts : {1U, 2U, 7U}) {
         ProbeFilter filter(parsedWithoutContext(statements));
         EXPECT_EQ(filter.main(), budget.filterMain);
         fill(filter, contexts, load);
@@ -187,7 +188,7 @@ TEST(FilterBudget, NothingIsRefusedInTheContextsThatFit) {
     const auto parsed = parsedWithoutContext(statements);
     const Load load{std::chrono::milliseconds(800), 77};
     const auto budget = budgetFor(statements, load);
-    for (const std::uint64_t limit : {30'000, 60'000, 100'000}) {
+    for (const std::uint64_t limit : {30'000U, 60'000U, 100'000U}) {
         const auto contexts = contextsWithin(sharesOfFilter(limit), budget);
         ASSERT_GE(contexts, 1U) << limit;
         EXPECT_EQ(Refusals(parsed, limit).whileFilling(contexts, load), 0U) << limit;
