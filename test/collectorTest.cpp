@@ -2,6 +2,8 @@
 #include <atomic>
 #include <thread>
 
+#include "controlFrame.hpp"
+#include "qdxFilterCtrlI.pb.h"
 #include "support/collector.hpp"
 
 namespace {
@@ -77,6 +79,63 @@ radioMetaData {
   hwName: "radio"
 }
 )");
+}
+
+// A request of the test's mailbox as a control client.
+template <typename Body>
+void request(std::uint32_t connectionReference, const Body& body) {
+    MessageBytes frame(Qdx::Control::frameSize(body));
+    ASSERT_TRUE(Qdx::Control::encode(Body::MESSAGE_NUMBER, {1, connectionReference}, body, frame));
+    ozo_send(toOzoMessage(frame), ozo_locate("QdxFilterCtrlI"), OZO_MY_MAILBOX);
+}
+
+// The reply to it, which must be a Body.
+template <typename Body>
+Body awaitReply(Qdx::Control::References& references) {
+    const std::shared_ptr<ozo_msg> reply(ozo_receive(20'000), ozo_free);
+    Body body;
+    EXPECT_TRUE(reply && reply->msgno == Body::MESSAGE_NUMBER &&
+                Qdx::Control::decode(bytesOf(reply.get()), references, body))
+        << Body::descriptor()->name() << " didn't come";
+    return body;
+}
+
+TEST_F(CollectorTest, ControlClientPullsInChunksWhatFrontendsSent) {
+    using namespace qdxfilterctrli;
+    startCollector();
+    createFilter({"list count 100"});
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    const std::vector<unsigned char> record(60'000, 'r');
+    for (int i = 0; i < 2; ++i) {
+        BatchWriter batch(ozo_get_max_size());
+        ASSERT_TRUE(batch.addRecord("net:event", "", record));
+        Frontend::send(batch.take());
+    }
+
+    Qdx::Control::References references;
+    ConnectionEstablishReq offer;
+    offer.add_supported_revisions(protocolRevision);
+    request(0, offer);
+    EXPECT_EQ(awaitReply<ConnectionEstablishCfm>(references).selected_protocol_rev(), 1);
+    PullFilterDataReq pull;
+    pull.set_filter_name("11");
+    request(references.connection, pull);
+    FilterContentsRAck acknowledgement;
+    acknowledgement.set_stream_id(awaitReply<PullFilterDataCfm>(references).stream_id());
+    std::string contents;
+    int chunks = 0;
+    for (bool hasMoreData = true; hasMoreData && !HasFailure(); ++chunks) {
+        const auto data = awaitReply<FilterContentsRData>(references);
+        contents += data.data_chunk();
+        hasMoreData = data.has_more_data();
+        request(references.connection, acknowledgement);
+    }
+    EXPECT_EQ(chunks, 2);
+    Qdx::InfoObjectCollections collections;
+    ASSERT_TRUE(collections.ParseFromString(contents));
+    const std::string text(record.begin(), record.end());
+    EXPECT_THAT(collections.recordcollections(0).values(), testing::ElementsAre(text, text));
 }
 
 TEST_F(CollectorTest, PullToKeepRepeatsItselfAndPullToClearEmpties) {

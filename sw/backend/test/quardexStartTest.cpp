@@ -392,7 +392,7 @@ TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTh
 
 TEST_F(QuardexStartTest, ControlHandlerThatCannotBeAddedLeavesTheFrontendsServed) {
     root.writeDatabase("[qdx]\nenabled = 1\n");
-    for (const std::uint32_t number : {0x01707B00, 0x01707B03, 0x01707B15, 0x01707B19}) {
+    for (const std::uint32_t number : {0x01707B00u, 0x01707B03u, 0x01707B15u, 0x01707B19u}) {
         TraceRecorder::instance().clear();
         Quardex prepared;
         CollectorThread thread(prepared, [&] {

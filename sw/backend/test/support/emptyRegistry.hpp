@@ -8,6 +8,8 @@ namespace Qdx::Test {
 // Has no filters and no room for any. Tests override what they are about.
 class EmptyRegistry : public Backend::QuardexBeIf {
 public:
+    virtual ~EmptyRegistry() = default;
+
     std::optional<Backend::FilterId> findFilter(const std::string&) const override {
         return std::nullopt;
     }
