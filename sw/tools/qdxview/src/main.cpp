@@ -8,12 +8,12 @@
 #include <iostream>
 #include <new>
 
-#include "badData.hpp"
-#include "catalogue.hpp"
-#include "inputFile.hpp"
 #include "options.hpp"
-#include "pullText.hpp"
-#include "table.hpp"
+#include "pull/badData.hpp"
+#include "pull/catalogue.hpp"
+#include "pull/inputFile.hpp"
+#include "pull/pullReader.hpp"
+#include "pull/table.hpp"
 
 namespace {
 
@@ -22,26 +22,28 @@ using Qdxview::Options;
 std::size_t terminalWidth() {
     winsize size{};
     const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : Qdxview::TableStyle{}.width;
+    return known ? size.ws_col : Qdx::Pull::TableStyle{}.width;
 }
 
 std::vector<Qdx::InfoObjectCollections> readPulls(const std::string& input) {
     if (input != "-") {
-        return Qdxview::readPulls(Qdxview::readFile(input, Qdxview::longestPullText), input);
+        return Qdx::Pull::readPulls(Qdx::Pull::readFile(input, Qdx::Pull::longestPullText), input);
     }
     const std::string source = "standard input";
-    return Qdxview::readPulls(Qdxview::readAll(std::cin, source, Qdxview::longestPullText), source);
+    return Qdx::Pull::readPulls(Qdx::Pull::readAll(std::cin, source, Qdx::Pull::longestPullText),
+                                source);
 }
 
 void show(const Options& options) {
-    const auto catalogue = options.catalogue.empty() ? Qdxview::Catalogue()
-                                                     : Qdxview::Catalogue::read(options.catalogue);
-    const Qdxview::TableStyle style{options.width != 0 ? options.width : terminalWidth(),
-                                    options.glyphs};
+    const auto catalogue = options.catalogue.empty()
+                               ? Qdx::Pull::Catalogue()
+                               : Qdx::Pull::Catalogue::read(options.catalogue);
+    const Qdx::Pull::TableStyle style{options.width != 0 ? options.width : terminalWidth(),
+                                      options.glyphs};
     const auto* separator = "";
     for (const auto& pull : readPulls(options.input)) {
         std::cout << separator;
-        Qdxview::printTable(std::cout, pull, catalogue, style);
+        Qdx::Pull::printTable(std::cout, pull, catalogue, style);
         separator = "\n";
     }
 }
@@ -61,9 +63,9 @@ int guardedMain(int argc, char** argv) {
     google::protobuf::SetLogHandler(nullptr);
     try {
         show(*options);
-    } catch (const Qdxview::NoInput& error) {
+    } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
-    } catch (const Qdxview::BadData& error) {
+    } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
     }
     return std::cout.flush() ? EX_OK : report("cannot write the output", EX_IOERR);

@@ -39,7 +39,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
         exitStatus = app.exit(end) == 0 ? EX_OK : EX_USAGE;
         return std::nullopt;
     }
-    options.glyphs = ascii ? Glyphs::Ascii : Glyphs::Unicode;
+    options.glyphs = ascii ? Qdx::Pull::Glyphs::Ascii : Qdx::Pull::Glyphs::Unicode;
     return options;
 }
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "terminalText.hpp"
+#include "pull/terminalText.hpp"
 
 namespace Qdxview {
 
@@ -12,7 +12,7 @@ struct Options {
     std::string input = "-";  // a file, or "-" for standard input
     std::string catalogue;    // an info object list file; empty for none
     std::size_t width = 0;    // columns; 0 for the terminal's
-    Glyphs glyphs = Glyphs::Unicode;
+    Qdx::Pull::Glyphs glyphs = Qdx::Pull::Glyphs::Unicode;
 };
 
 // Empty when the program is to end at once, with the status to exit with: after --help and

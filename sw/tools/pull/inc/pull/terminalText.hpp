@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // What the terminal can show.
 enum class Glyphs { Unicode, Ascii };
@@ -20,4 +20,4 @@ std::size_t columns(std::string_view text);
 // The text, cut to so many columns; a cut shows as an ellipsis.
 std::string cutTo(std::string_view text, std::size_t width, Glyphs glyphs);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -5,10 +5,10 @@
 #include <ostream>
 
 #include "InfoObjectCollections.pb.h"
-#include "catalogue.hpp"
-#include "terminalText.hpp"
+#include "pull/catalogue.hpp"
+#include "pull/terminalText.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 struct TableStyle {
     std::size_t width = 100;  // columns of the terminal
@@ -21,4 +21,4 @@ struct TableStyle {
 void printTable(std::ostream& out, const Qdx::InfoObjectCollections& message,
                 const Catalogue& catalogue, const TableStyle& style);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -8,7 +8,7 @@
 namespace fs = std::filesystem;
 
 TemporaryFolder::TemporaryFolder() {
-    std::string name = fs::temp_directory_path() / "qdxview.XXXXXX";
+    std::string name = fs::temp_directory_path() / "pull.XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error("cannot make " + name);
     }

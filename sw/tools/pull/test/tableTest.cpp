@@ -1,4 +1,4 @@
-#include "table.hpp"
+#include "pull/table.hpp"
 
 #include <gmock/gmock.h>
 
@@ -6,7 +6,7 @@
 
 #include "temporaryFolder.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 using testing::HasSubstr;
@@ -161,4 +161,4 @@ TEST_F(TableTest, ShowsACollectionWithoutValues) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 struct CatalogueObject {
     std::string name;
@@ -31,4 +31,4 @@ private:
     std::map<std::uint32_t, CatalogueObject> objects;
 };
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -96,4 +96,4 @@ std::string newestText(const Series& series, const Scale& scale, const std::stri
     return text.empty() || unit.empty() ? text : text + ' ' + unit;
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -5,7 +5,7 @@
 #include <istream>
 #include <string>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // Everything up to the end of the stream. Throws BadData, with the source's name, past the limit,
 // and NoInput when reading fails.
@@ -14,4 +14,4 @@ std::string readAll(std::istream& stream, const std::string& source, std::size_t
 // The same of a file. Throws NoInput also if it can't be opened.
 std::string readFile(const std::string& path, std::size_t limit);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

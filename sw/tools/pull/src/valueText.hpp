@@ -8,7 +8,7 @@
 
 #include "series.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // What one step of a raw value is worth.
 class Scale {
@@ -38,4 +38,4 @@ std::string recordText(std::string_view record);
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

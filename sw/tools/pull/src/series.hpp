@@ -8,7 +8,7 @@
 
 #include "InfoObjectCollections.pb.h"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // Oldest value first. A series has numbers or records, never both.
 struct Series {
@@ -33,4 +33,4 @@ struct TimeSpan {
 // From the oldest to the newest value of all series; empty when there are no values.
 std::optional<TimeSpan> timeSpanOf(const Qdx::InfoObjectCollections& message);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <string_view>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::string sparkline(const std::vector<std::int64_t>& values, std::size_t width
     return line;
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -7,7 +7,7 @@
 
 #include "InfoObjectCollections.pb.h"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // More than any collector keeps, and little enough to be held in memory as text, bytes, messages
 // and series.
@@ -19,4 +19,4 @@ inline constexpr std::size_t longestPullText = std::size_t{16} << 20;
 // damaged.
 std::vector<Qdx::InfoObjectCollections> readPulls(std::string_view text, const std::string& source);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -1,14 +1,14 @@
-#include "inputFile.hpp"
+#include "pull/inputFile.hpp"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "badData.hpp"
 #include "errorText.hpp"
+#include "pull/badData.hpp"
 #include "temporaryFolder.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 TEST(InputFile, GivesAllBytes) {
@@ -54,4 +54,4 @@ TEST(InputFile, RefusesADirectory) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -1,4 +1,4 @@
-#include "catalogue.hpp"
+#include "pull/catalogue.hpp"
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -11,11 +11,11 @@
 #include <string_view>
 #include <vector>
 
-#include "badData.hpp"
-#include "inputFile.hpp"
+#include "pull/badData.hpp"
+#include "pull/inputFile.hpp"
 #include "tessel/util.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -171,4 +171,4 @@ const CatalogueObject* Catalogue::find(std::uint32_t id) const {
     return found == objects.end() ? nullptr : &found->second;
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

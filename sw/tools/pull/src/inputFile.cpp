@@ -1,4 +1,4 @@
-#include "inputFile.hpp"
+#include "pull/inputFile.hpp"
 
 #include <array>
 #include <cerrno>
@@ -6,9 +6,9 @@
 #include <fstream>
 #include <system_error>
 
-#include "badData.hpp"
+#include "pull/badData.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 std::string readAll(std::istream& stream, const std::string& source, std::size_t limit) {
     std::string text;
@@ -37,4 +37,4 @@ std::string readFile(const std::string& path, std::size_t limit) {
     return readAll(file, path, limit);
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 using testing::ElementsAre;
@@ -139,4 +139,4 @@ TEST(TimeSpan, IsEmptyWithoutTimestamps) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

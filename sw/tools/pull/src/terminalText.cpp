@@ -1,9 +1,9 @@
-#include "terminalText.hpp"
+#include "pull/terminalText.hpp"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -100,4 +100,4 @@ std::string cutTo(std::string_view text, std::size_t width, Glyphs glyphs) {
     return std::string(text.substr(0, end)).append(width == 0 ? "" : ellipsis);
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

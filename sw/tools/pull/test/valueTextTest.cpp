@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
@@ -99,4 +99,4 @@ TEST(NewestText, ShowsTheNewestRecord) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

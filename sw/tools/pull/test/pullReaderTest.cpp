@@ -1,14 +1,14 @@
-#include "pullText.hpp"
+#include "pull/pullReader.hpp"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "badData.hpp"
 #include "errorText.hpp"
+#include "pull/badData.hpp"
 #include "tessel/util.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 std::string bytesOf(std::uint32_t id) {
@@ -192,4 +192,4 @@ TEST(PullText, SurvivesDamageAnywhere) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -1,8 +1,8 @@
-#include "badData.hpp"
+#include "pull/badData.hpp"
 
-#include "terminalText.hpp"
+#include "pull/terminalText.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 std::string quoteStart(std::string_view text) {
     constexpr std::size_t longest = 40;
@@ -10,4 +10,4 @@ std::string quoteStart(std::string_view text) {
     return '"' + plainText(text.substr(0, longest), Glyphs::Ascii) + (whole ? "\"" : "...\"");
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "terminalText.hpp"
+#include "pull/terminalText.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // The means of at most so many neighbouring groups of the values, as equal in size as they can be;
 // fewer values than groups stay as they are.
@@ -22,4 +22,4 @@ std::vector<std::size_t> steps(const std::vector<double>& values, std::size_t st
 // columns, one for each value while they fit.
 std::string sparkline(const std::vector<std::int64_t>& values, std::size_t width, Glyphs glyphs);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -1,12 +1,12 @@
-#include "pullText.hpp"
+#include "pull/pullReader.hpp"
 
 #include <algorithm>
 #include <optional>
 
-#include "badData.hpp"
+#include "pull/badData.hpp"
 #include "tessel/util.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -131,4 +131,4 @@ std::vector<Qdx::InfoObjectCollections> readPulls(std::string_view text,
     return pulls;
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

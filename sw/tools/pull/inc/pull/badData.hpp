@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 // One line for the user: which input, where in it, what is wrong.
 class BadData : public std::runtime_error {
@@ -22,4 +22,4 @@ public:
 // The first bytes of a text that surprised us, in quotes, fit for a line of an error message.
 std::string quoteStart(std::string_view text);
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

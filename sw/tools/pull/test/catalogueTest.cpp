@@ -1,12 +1,12 @@
-#include "catalogue.hpp"
+#include "pull/catalogue.hpp"
 
 #include <gtest/gtest.h>
 
-#include "badData.hpp"
 #include "errorText.hpp"
+#include "pull/badData.hpp"
 #include "temporaryFolder.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 class CatalogueTest : public testing::Test {
@@ -220,4 +220,4 @@ TEST_F(CatalogueTest, LoadsNothingThatADocumentTypeNames) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 using testing::ElementsAre;
@@ -72,4 +72,4 @@ TEST(Sparkline, DrawsTheExtremesOfAllValues) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

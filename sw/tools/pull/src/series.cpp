@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -110,4 +110,4 @@ std::optional<TimeSpan> timeSpanOf(const Qdx::InfoObjectCollections& message) {
     return span;
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

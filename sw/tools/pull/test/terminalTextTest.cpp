@@ -1,8 +1,8 @@
-#include "terminalText.hpp"
+#include "pull/terminalText.hpp"
 
 #include <gtest/gtest.h>
 
-namespace Qdxview {
+namespace Qdx::Pull {
 namespace {
 
 TEST(PlainText, KeepsPrintableAscii) {
@@ -78,4 +78,4 @@ TEST(CutTo, LeavesNothingOfATextWithoutRoom) {
 }
 
 }  // namespace
-}  // namespace Qdxview
+}  // namespace Qdx::Pull

@@ -1,4 +1,4 @@
-#include "table.hpp"
+#include "pull/table.hpp"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 #include "sparkline.hpp"
 #include "valueText.hpp"
 
-namespace Qdxview {
+namespace Qdx::Pull {
 
 namespace {
 
@@ -174,4 +174,4 @@ void printTable(std::ostream& out, const Qdx::InfoObjectCollections& message,
     }
 }
 
-}  // namespace Qdxview
+}  // namespace Qdx::Pull
