@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "pull/badData.hpp"
@@ -79,6 +80,17 @@ std::optional<std::string> attributeOf(const xmlNode* node, const char* name) {
     return reinterpret_cast<const char*>(value.get());
 }
 
+// The text directly in an element, not that of its children.
+std::string textOf(const xmlNode* node) {
+    std::string text;
+    for (const auto* child = node->children; child != nullptr; child = child->next) {
+        if (child->type == XML_TEXT_NODE) {
+            text += reinterpret_cast<const char*>(child->content);
+        }
+    }
+    return text;
+}
+
 // A text that begins with no number is 0, as in the collector.
 std::uint32_t numberIn(const std::string& text) {
     std::uint32_t number = 0;
@@ -112,6 +124,11 @@ private:
         if (root == nullptr || nameOf(root) != "infoObjectList") {
             throw BadData(path + ": no info object list; its root is not infoObjectList");
         }
+        for (const auto* const tags : childrenOf(root, "tags")) {
+            for (const auto* const tag : childrenOf(tags, "tag")) {
+                declaredTags.insert(required(tag, "name", path));
+            }
+        }
         for (const auto* const group : {"objects", "prototypeObjects"}) {
             for (const auto* const objects : childrenOf(root, group)) {
                 takeObjects(objects, path);
@@ -125,13 +142,30 @@ private:
     void takeObjects(const xmlNode* parent, const std::string& path) {
         for (const auto* const node : childrenOf(parent, "object")) {
             const auto name = required(node, "name", path);
-            NamedObject named{numberIn(required(node, "id", path)), {name, "", ""}};
+            NamedObject named{numberIn(required(node, "id", path)),
+                              {name, "", "", "", tagsOf(node)}};
             for (const auto* const unit : childrenOf(node, "unit")) {
                 named.object.unit = required(unit, "type", path);
                 named.object.resolution = required(unit, "res", path);
             }
+            for (const auto* const type : childrenOf(node, "type")) {
+                named.object.messageType = required(type, "message", path);
+            }
             byName.try_emplace(name, std::move(named));
         }
+    }
+
+    // Only blanks separate tags.
+    std::set<std::string> tagsOf(const xmlNode* object) const {
+        std::set<std::string> tags;
+        for (const auto* const node : childrenOf(object, "tags")) {
+            for (const auto& tag : Tessel::Util::tokenize(Tessel::Util::trim(textOf(node)), " ")) {
+                if (declaredTags.contains(tag)) {
+                    tags.insert(tag);
+                }
+            }
+        }
+        return tags;
     }
 
     void readIncludes(const xmlNode* objects, const std::string& path) {
@@ -151,19 +185,22 @@ private:
 
     const std::string directory;
     std::set<std::string> seen;
+    std::set<std::string> declaredTags;
     std::map<std::string, NamedObject> byName;
 };
 
 }  // namespace
 
+Catalogue::Catalogue(std::map<std::uint32_t, CatalogueObject> byId) : objects(std::move(byId)) {}
+
 Catalogue Catalogue::read(const std::string& path) {
     const ListFiles files(path);
-    Catalogue catalogue;
+    std::map<std::uint32_t, CatalogueObject> byId;
     for (const auto& [name, named] : files.objects()) {
         // Of two names with one id the later in order counts, as in the collector.
-        catalogue.objects.insert_or_assign(named.id, named.object);
+        byId.insert_or_assign(named.id, named.object);
     }
-    return catalogue;
+    return Catalogue(std::move(byId));
 }
 
 const CatalogueObject* Catalogue::find(std::uint32_t id) const {

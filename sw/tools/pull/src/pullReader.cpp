@@ -1,7 +1,12 @@
 #include "pull/pullReader.hpp"
 
-#include <algorithm>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format_lite.h>
+
+#include <array>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 #include "pull/badData.hpp"
 #include "tessel/util.hpp"
@@ -17,18 +22,25 @@ constexpr std::string_view alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint32_t knownVersion = 1;
 
-// Two bytes of input make a collection, which takes a hundred times as much in memory: this bounds
-// what a hostile pull costs.
+// The tag of the version, the first field: a backspace, if it were text.
+constexpr char firstByteOfMessage = '\x08';
+
+// Two bytes of input make a collection, which takes a hundred times as much in memory.
 constexpr int mostCollections = 200'000;
 
-// A place in the input, for messages.
+// A place in the input, for error messages: an offset in a text, or all of it.
 struct Place {
     const std::string& source;
-    std::size_t offset;
+    std::optional<std::size_t> offset = std::nullopt;
 };
 
 [[noreturn]] void fail(const Place& place, const std::string& what) {
-    throw BadData(place.source + ": byte " + std::to_string(place.offset) + ": " + what);
+    const auto offset = place.offset ? "byte " + std::to_string(*place.offset) + ": " : "";
+    throw BadData(place.source + ": " + offset + what);
+}
+
+[[noreturn]] void failForLength(const std::string& source, std::size_t limit) {
+    throw BadData(source + ": longer than " + std::to_string(limit) + " bytes");
 }
 
 // Where the encoded text starts and what it is.
@@ -52,20 +64,31 @@ std::optional<Encoded> findEncoded(std::string_view text, std::size_t from,
     return Encoded{offset, text.substr(offset, end - offset)};
 }
 
+constexpr std::array<bool, 256> makeDigits() {
+    std::array<bool, 256> digits{};
+    for (const char digit : alphabet) {
+        digits[static_cast<unsigned char>(digit)] = true;
+    }
+    return digits;
+}
+
+bool isDigit(char character) {
+    static constexpr auto digits = makeDigits();
+    return digits[static_cast<unsigned char>(character)];
+}
+
 // The encoded text without white space and padding; anything else outside the alphabet is a fault.
 std::string digitsOf(const Encoded& encoded, const std::string& source) {
     std::string digits;
+    digits.reserve(encoded.text.size());
     std::size_t padding = 0;
     for (std::size_t index = 0; index < encoded.text.size(); ++index) {
         const char character = encoded.text[index];
-        if (whiteSpace.find(character) != std::string_view::npos) {
-            continue;
-        }
-        if (character == '=') {
-            ++padding;
-        } else if (padding == 0 && alphabet.find(character) != std::string_view::npos) {
+        if (padding == 0 && isDigit(character)) {
             digits += character;
-        } else {
+        } else if (character == '=') {
+            ++padding;
+        } else if (whiteSpace.find(character) == std::string_view::npos) {
             fail({source, encoded.offset + index},
                  "not base64 here: " + quoteStart(encoded.text.substr(index)));
         }
@@ -78,56 +101,99 @@ std::string digitsOf(const Encoded& encoded, const std::string& source) {
     return digits;
 }
 
-int countCollections(const Qdx::InfoObjectCollections& message) {
-    return message.measurementcollections_size() + message.countercollections_size() +
-           message.recordcollections_size();
+bool isCollection(std::uint32_t tag) {
+    switch (google::protobuf::internal::WireFormatLite::GetTagFieldNumber(tag)) {
+        case Qdx::InfoObjectCollections::kMeasurementCollectionsFieldNumber:
+        case Qdx::InfoObjectCollections::kCounterCollectionsFieldNumber:
+        case Qdx::InfoObjectCollections::kRecordCollectionsFieldNumber:
+            return true;
+        default:
+            return false;
+    }
 }
 
-Qdx::InfoObjectCollections parse(const std::vector<unsigned char>& bytes, const Place& place) {
-    Qdx::InfoObjectCollections message;
-    if (!message.ParsePartialFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
-        fail(place,
-             "the " + std::to_string(bytes.size()) + " bytes encoded here are no collections");
+// Counted before they take memory, up to the first damage, behind which nothing is parsed.
+int countCollections(const std::string& bytes) {
+    google::protobuf::io::CodedInputStream input(
+        reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<int>(bytes.size()));
+    int count = 0;
+    for (auto tag = input.ReadTag(); tag != 0; tag = input.ReadTag()) {
+        if (!google::protobuf::internal::WireFormatLite::SkipField(&input, tag)) {
+            break;
+        }
+        count += isCollection(tag) ? 1 : 0;
     }
-    if (!message.has_version()) {
-        fail(place, "the message encoded here has no version, so it holds no collections");
+    return count;
+}
+
+PulledMessage parse(std::string bytes, const Place& place) {
+    if (bytes.size() > longestMessage) {
+        failForLength(place.source, longestMessage);
     }
-    if (message.version() != knownVersion) {
-        fail(place, "version " + std::to_string(message.version()) +
+    if (countCollections(bytes) > mostCollections) {
+        fail(place, "more than " + std::to_string(mostCollections) + " collections");
+    }
+    PulledMessage message;
+    if (!message.collections.ParsePartialFromString(bytes)) {
+        fail(place, std::to_string(bytes.size()) + " bytes that are no collections");
+    }
+    if (!message.collections.has_version()) {
+        fail(place, "a message without version, so it holds no collections");
+    }
+    if (message.collections.version() != knownVersion) {
+        fail(place, "version " + std::to_string(message.collections.version()) +
                         " of the format; this program reads version " +
                         std::to_string(knownVersion));
     }
-    if (countCollections(message) > mostCollections) {
-        fail(place, "more than " + std::to_string(mostCollections) + " collections");
-    }
+    message.bytes = std::move(bytes);
     return message;
 }
 
-[[noreturn]] void failForLackOfMarkers(std::string_view text, const std::string& source) {
-    if (text.find_first_not_of(whiteSpace) == std::string_view::npos) {
-        throw BadData(source + ": empty; give it the output of a pull");
-    }
-    throw BadData(source + ": no <QdxOutput> in it; it starts with " +
+[[noreturn]] void failForLackOfMessages(std::string_view text, const std::string& source) {
+    throw BadData(source + ": no <QdxOutput> in it, and no raw message; it starts with " +
                   quoteStart(text.substr(0, text.find('\n'))));
+}
+
+std::string decode(const Encoded& encoded, const std::string& source) {
+    const auto digits = digitsOf(encoded, source);
+    if (digits.size() / 4 * 3 > longestMessage) {
+        failForLength(source, longestMessage);
+    }
+    const auto bytes = Tessel::Util::Base64::decode(digits);
+    return {bytes.begin(), bytes.end()};
+}
+
+std::vector<PulledMessage> readText(std::string_view text, const std::string& source) {
+    std::vector<PulledMessage> pulls;
+    std::size_t position = 0;
+    while (const auto encoded = findEncoded(text, position, source)) {
+        pulls.push_back(parse(decode(*encoded, source), {source, encoded->offset}));
+        position = encoded->offset + encoded->text.size() + closing.size();
+    }
+    if (pulls.empty()) {
+        failForLackOfMessages(text, source);
+    }
+    return pulls;
 }
 
 }  // namespace
 
-std::vector<Qdx::InfoObjectCollections> readPulls(std::string_view text,
-                                                  const std::string& source) {
-    if (text.size() > longestPullText) {
-        throw BadData(source + ": longer than " + std::to_string(longestPullText) + " bytes");
+PulledMessage readMessage(std::string bytes, const std::string& source) {
+    return parse(std::move(bytes), {source});
+}
+
+std::vector<PulledMessage> readPulls(std::string input, const std::string& source, InputForm form) {
+    if (input.size() > longestInput) {
+        failForLength(source, longestInput);
     }
-    std::vector<Qdx::InfoObjectCollections> pulls;
-    std::size_t position = 0;
-    while (const auto encoded = findEncoded(text, position, source)) {
-        const auto bytes = Tessel::Util::Base64::decode(digitsOf(*encoded, source));
-        pulls.push_back(parse(bytes, {source, encoded->offset}));
-        position = encoded->offset + encoded->text.size() + closing.size();
+    if (input.find_first_not_of(whiteSpace) == std::string::npos) {
+        throw BadData(source + ": empty; give it the output of a pull");
     }
-    if (pulls.empty()) {
-        failForLackOfMarkers(text, source);
+    if (form == InputForm::Any && input.front() != firstByteOfMessage) {
+        return readText(input, source);
     }
+    std::vector<PulledMessage> pulls;
+    pulls.push_back(readMessage(std::move(input), source));
     return pulls;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "InfoObjectCollections.pb.h"
@@ -16,7 +17,7 @@ struct Series {
     std::string context;      // "rfBranch=3,carrierId=7"; empty for a value without context
     std::string aggregation;  // "max count 10"; "?" if the collection doesn't tell
     std::vector<std::int64_t> numbers;
-    std::vector<std::string> records;
+    std::vector<std::string_view> records;  // in the message, which must outlive them
 
     std::size_t size() const { return numbers.size() + records.size(); }
 };

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "recordText.hpp"
 #include "series.hpp"
 #include "sparkline.hpp"
 #include "valueText.hpp"
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::size_t widestName = 48;
 constexpr std::size_t widestUnit = 16;
+constexpr std::size_t widestRecord = 48;
 constexpr std::size_t mostNewest = 3;
 constexpr std::size_t comfortablePlot = 16;
 constexpr std::size_t narrowestPlot = 8;
@@ -28,6 +30,7 @@ struct Row {
     std::string name;
     std::string unit;
     Scale scale;
+    std::string newestRecord;  // of a series of records
 };
 
 struct Layout {
@@ -50,8 +53,11 @@ Row makeRow(Series series, const Catalogue& catalogue, Glyphs glyphs) {
     const auto* const known = catalogue.find(series.id);
     const auto& object = known != nullptr ? *known : unknown;
     const auto name = known != nullptr ? object.name : std::to_string(series.id);
+    const auto record = series.records.empty()
+                            ? std::string()
+                            : recordText(series.records.back(), object.messageType);
     return {std::move(series), cut(name, widestName, glyphs), cut(object.unit, widestUnit, glyphs),
-            Scale(object.resolution)};
+            Scale(object.resolution), cut(record, widestRecord, glyphs)};
 }
 
 std::vector<Row> makeRows(const Qdx::InfoObjectCollections& message, const Catalogue& catalogue,
@@ -63,9 +69,14 @@ std::vector<Row> makeRows(const Qdx::InfoObjectCollections& message, const Catal
     return rows;
 }
 
+std::string newestOf(const Row& row, std::size_t newest) {
+    return row.series.records.empty() ? newestText(row.series, row.scale, row.unit, newest)
+                                      : row.newestRecord;
+}
+
 Cells cellsOf(const Row& row, std::size_t newest) {
     return {row.name, row.series.context, row.series.aggregation, std::to_string(row.series.size()),
-            newestText(row.series, row.scale, row.unit, newest)};
+            newestOf(row, newest)};
 }
 
 const Cells& headings() {

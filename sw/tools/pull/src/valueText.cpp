@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -34,6 +35,24 @@ int decimalsOf(double number) {
     return mostDecimals;
 }
 
+// As few digits as read back to the same number.
+std::string shortest(double number) {
+    std::array<char, 32> text{};
+    return {text.data(), std::to_chars(text.begin(), text.end(), number).ptr};
+}
+
+// The bare number for a year that the form has no room for.
+std::string timeIn(const char* format, std::uint64_t secondsSinceEpoch) {
+    constexpr std::uint64_t endOfYear9999 = 253'402'300'799;
+    const auto time = static_cast<std::time_t>(secondsSinceEpoch);
+    std::tm utc{};
+    if (secondsSinceEpoch > endOfYear9999 || gmtime_r(&time, &utc) == nullptr) {
+        return std::to_string(secondsSinceEpoch);
+    }
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), format, &utc)};
+}
+
 }  // namespace
 
 Scale::Scale(const std::string& resolution) {
@@ -41,6 +60,7 @@ Scale::Scale(const std::string& resolution) {
     if (std::isfinite(number) && number > 0) {
         factor = number;
         decimals = decimalsOf(number);
+        whole = decimals < mostDecimals;
     }
 }
 
@@ -53,16 +73,20 @@ std::string Scale::text(std::int64_t raw) const {
                                           : formatted("%g", value);
 }
 
-std::string timeText(std::uint64_t secondsSinceEpoch) {
-    constexpr std::uint64_t endOfYear9999 = 253'402'300'799;
-    const auto time = static_cast<std::time_t>(secondsSinceEpoch);
-    std::tm utc{};
-    if (secondsSinceEpoch > endOfYear9999 || gmtime_r(&time, &utc) == nullptr) {
-        return std::to_string(secondsSinceEpoch);
+std::string Scale::exactText(std::int64_t raw) const {
+    const double value = static_cast<double>(raw) * factor;
+    if (factor == 1 || (whole && std::abs(value) < largestPlain)) {
+        return text(raw);
     }
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &utc);
-    return text.data();
+    return std::isfinite(value) ? shortest(value) : "";
+}
+
+std::string timeText(std::uint64_t secondsSinceEpoch) {
+    return timeIn("%Y-%m-%d %H:%M:%S", secondsSinceEpoch);
+}
+
+std::string isoTimeText(std::uint64_t secondsSinceEpoch) {
+    return timeIn("%Y-%m-%dT%H:%M:%SZ", secondsSinceEpoch);
 }
 
 std::string timeSpanText(const TimeSpan& span) {
@@ -72,21 +96,8 @@ std::string timeSpanText(const TimeSpan& span) {
     return first + " to " + (last.starts_with(date) ? last.substr(date.size()) : last);
 }
 
-std::string recordText(std::string_view record) {
-    constexpr std::size_t shownBytes = 8;
-    auto text = std::to_string(record.size()) + " bytes";
-    text += record.empty() ? "" : " ";
-    for (const char byte : record.substr(0, shownBytes)) {
-        text += formatted("%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    }
-    return text;
-}
-
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most) {
-    if (!series.records.empty()) {
-        return recordText(series.records.back());
-    }
     const auto shown = std::min(most, series.numbers.size());
     const auto end = series.numbers.rbegin() + static_cast<std::ptrdiff_t>(shown);
     std::string text;

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "series.hpp"
 
@@ -19,22 +18,27 @@ public:
     // The value times the resolution, with as many decimals as the resolution has, at most nine.
     std::string text(std::int64_t raw) const;
 
+    // The same for programs: with as many digits as it takes where the resolution's decimals don't
+    // tell the value. Empty for a value past the range of doubles.
+    std::string exactText(std::int64_t raw) const;
+
 private:
     double factor = 1;
     int decimals = 0;
+    bool whole = true;  // the decimals tell the factor exactly
 };
 
 // "2024-05-01 10:00:00"; the bare number for a time whose year has more than four digits.
 std::string timeText(std::uint64_t secondsSinceEpoch);
 
+// "2024-05-01T10:00:00Z", as in ISO 8601, for as long.
+std::string isoTimeText(std::uint64_t secondsSinceEpoch);
+
 // "2024-05-01 10:00:00 to 10:00:10", with the date again where it's another day.
 std::string timeSpanText(const TimeSpan& span);
 
-// The size of a record and its first bytes: "24 bytes 0a05312e".
-std::string recordText(std::string_view record);
-
-// At most so many of the newest values, the newest first, and the unit behind them. Of records only
-// the newest is told; without values nothing is.
+// At most so many of the newest values, the newest first, and the unit behind them; nothing of
+// records and without values.
 std::string newestText(const Series& series, const Scale& scale, const std::string& unit,
                        std::size_t most);
 

@@ -1,6 +1,6 @@
 #include "pull/catalogue.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "errorText.hpp"
 #include "pull/badData.hpp"
@@ -8,6 +8,9 @@
 
 namespace Qdx::Pull {
 namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 class CatalogueTest : public testing::Test {
 protected:
@@ -47,6 +50,39 @@ TEST_F(CatalogueTest, FindsNameUnitAndResolutionById) {
     EXPECT_EQ(found->name, "a:b");
     EXPECT_EQ(found->unit, "dBm");
     EXPECT_EQ(found->resolution, "0.1");
+}
+
+TEST_F(CatalogueTest, FindsTheMessageTypeOfARecord) {
+    const auto path = writeList(
+        "list.xml", objects(object("7", "a", R"(<type message="M"/>)") + object("8", "b")));
+    const auto catalogue = Catalogue::read(path);
+    EXPECT_EQ(catalogue.find(7)->messageType, "M");
+    EXPECT_EQ(catalogue.find(8)->messageType, "");
+}
+
+TEST_F(CatalogueTest, FindsTheTagsThatAreDeclared) {
+    const auto path =
+        writeList("list.xml", R"(<tags><tag name="B"/><tag name="A"/></tags>)" +
+                                  objects(object("7", "a", "<tags>\n B  UNDECLARED A </tags>") +
+                                          object("8", "b", "<tags>A\tB</tags>") +
+                                          object("9", "c", "<tags>A</tags><tags>B</tags>")));
+    const auto catalogue = Catalogue::read(path);
+    EXPECT_THAT(catalogue.find(7)->tags, ElementsAre("A", "B"));
+    EXPECT_THAT(catalogue.find(8)->tags, IsEmpty());
+    EXPECT_THAT(catalogue.find(9)->tags, ElementsAre("A", "B"));
+}
+
+TEST_F(CatalogueTest, KnowsTheTagsThatAFileReadEarlierDeclared) {
+    writeList("second.xml", objects(object("2", "b", "<tags>A LATER</tags>")) +
+                                objects(R"(<include href="third.xml"/>)"));
+    writeList("third.xml", R"(<tags><tag name="LATER"/></tags>)");
+    const auto path = writeList(
+        "list.xml", R"(<tags><tag name="A"/></tags>)" + objects(R"(<include href="second.xml"/>)"));
+    EXPECT_THAT(Catalogue::read(path).find(2)->tags, ElementsAre("A"));
+}
+
+TEST_F(CatalogueTest, IsMadeOfObjects) {
+    EXPECT_EQ(nameOf(Catalogue({{7, {"a", "", "", "", {}}}}), 7), "a");
 }
 
 TEST_F(CatalogueTest, KnowsNothingWithoutAFile) {
@@ -174,6 +210,10 @@ TEST_F(CatalogueTest, TellsTheLineOfOtherMissingAttributes) {
     EXPECT_EQ(complaintAbout(noType), noType + ":3: unit without type");
     const auto noRes = writeList("list.xml", objects(object("1", "a", R"(<unit type="W"/>)")));
     EXPECT_EQ(complaintAbout(noRes), noRes + ":3: unit without res");
+    const auto noMessage = writeList("list.xml", objects(object("1", "a", "<type/>")));
+    EXPECT_EQ(complaintAbout(noMessage), noMessage + ":3: type without message");
+    const auto noTag = writeList("list.xml", "<tags><tag/></tags>");
+    EXPECT_EQ(complaintAbout(noTag), noTag + ":2: tag without name");
     const auto noHref = writeList("list.xml", objects("<include/>"));
     EXPECT_EQ(complaintAbout(noHref), noHref + ":3: include without href");
 }

@@ -30,92 +30,94 @@ std::string complaintAbout(const std::string& text) {
     return errorText<BadData>([&] { readPulls(text, "pull.txt"); });
 }
 
-TEST(PullText, GivesTheMessageBetweenTheMarkers) {
+TEST(PullReader, GivesTheMessageBetweenTheMarkers) {
     const auto pulls = readPulls(pullOf(bytesOf(7)), "pull.txt");
     ASSERT_EQ(pulls.size(), 1U);
-    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
 }
 
-TEST(PullText, IgnoresWhatStandsAround) {
+TEST(PullReader, IgnoresWhatStandsAround) {
     const auto pulls = readPulls("$ dch filter pull keep 11\n" + pullOf(bytesOf(7)) + "$ ", "");
     ASSERT_EQ(pulls.size(), 1U);
-    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
 }
 
-TEST(PullText, GivesEveryPullInOrder) {
+TEST(PullReader, GivesEveryPullInOrder) {
     const auto pulls = readPulls(pullOf(bytesOf(7)) + pullOf(bytesOf(9)), "");
     ASSERT_EQ(pulls.size(), 2U);
-    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
-    EXPECT_EQ(pulls[1].measurementcollections(0).id(), 9U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[1].collections.measurementcollections(0).id(), 9U);
 }
 
-TEST(PullText, SkipsWhiteSpaceOfACopyFromATerminal) {
+TEST(PullReader, SkipsWhiteSpaceOfACopyFromATerminal) {
     auto text = pullOf(bytesOf(7));
     text.insert(15, "\r\n \t");
     const auto pulls = readPulls(text, "");
     ASSERT_EQ(pulls.size(), 1U);
-    EXPECT_EQ(pulls[0].measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
 }
 
-TEST(PullText, TakesEveryLengthOfPadding) {
+TEST(PullReader, TakesEveryLengthOfPadding) {
     for (const std::string name : {"a", "ab", "abc"}) {
         Qdx::InfoObjectCollections message;
         message.set_version(1);
         message.mutable_radiometadata()->set_hwname(name);
         const auto pulls = readPulls(pullOf(message.SerializeAsString()), "");
         ASSERT_EQ(pulls.size(), 1U);
-        EXPECT_EQ(pulls[0].radiometadata().hwname(), name);
+        EXPECT_EQ(pulls[0].collections.radiometadata().hwname(), name);
     }
 }
 
-TEST(PullText, RefusesAnEmptyInput) {
+TEST(PullReader, RefusesAnEmptyInput) {
     EXPECT_EQ(complaintAbout(""), "pull.txt: empty; give it the output of a pull");
     EXPECT_EQ(complaintAbout("\n \n"), "pull.txt: empty; give it the output of a pull");
 }
 
-TEST(PullText, QuotesWhatStandsThereInsteadOfAPull) {
+TEST(PullReader, QuotesWhatStandsThereInsteadOfAPull) {
     EXPECT_EQ(complaintAbout("No entry with this filterID\n"),
-              "pull.txt: no <QdxOutput> in it; it starts with \"No entry with this filterID\"");
+              "pull.txt: no <QdxOutput> in it, and no raw message; it starts with \"No entry with "
+              "this filterID\"");
 }
 
-TEST(PullText, QuotesWithoutControlCharacters) {
+TEST(PullReader, QuotesWithoutControlCharacters) {
     EXPECT_EQ(complaintAbout("\x1b[2J\xFF"),
-              "pull.txt: no <QdxOutput> in it; it starts with \"?[2J?\"");
+              "pull.txt: no <QdxOutput> in it, and no raw message; it starts with \"?[2J?\"");
 }
 
-TEST(PullText, QuotesTheStartOfALongText) {
+TEST(PullReader, QuotesTheStartOfALongText) {
     EXPECT_EQ(complaintAbout(std::string(41, 'x')),
-              "pull.txt: no <QdxOutput> in it; it starts with \"" + std::string(40, 'x') + "...\"");
+              "pull.txt: no <QdxOutput> in it, and no raw message; it starts with \"" +
+                  std::string(40, 'x') + "...\"");
 }
 
-TEST(PullText, RefusesAPullWithoutEnd) {
+TEST(PullReader, RefusesAPullWithoutEnd) {
     EXPECT_EQ(complaintAbout("ab<QdxOutput>CAE="),
               "pull.txt: byte 2: <QdxOutput> without </QdxOutput>; the pull's text is cut off");
 }
 
-TEST(PullText, RefusesASecondPullWithoutEnd) {
+TEST(PullReader, RefusesASecondPullWithoutEnd) {
     const auto first = pullOf(bytesOf(7));
     EXPECT_EQ(complaintAbout(first + "<QdxOutput>CAE="),
               "pull.txt: byte " + std::to_string(first.size()) +
                   ": <QdxOutput> without </QdxOutput>; the pull's text is cut off");
 }
 
-TEST(PullText, TellsWhereBase64Ends) {
+TEST(PullReader, TellsWhereBase64Ends) {
     EXPECT_EQ(complaintAbout("<QdxOutput>CA!E</QdxOutput>"),
               "pull.txt: byte 13: not base64 here: \"!E\"");
 }
 
-TEST(PullText, RefusesCharactersAfterThePadding) {
+TEST(PullReader, RefusesCharactersAfterThePadding) {
     EXPECT_EQ(complaintAbout("<QdxOutput>CAE=CAE=</QdxOutput>"),
               "pull.txt: byte 15: not base64 here: \"CAE=\"");
 }
 
-TEST(PullText, RefusesANulInBase64) {
+TEST(PullReader, RefusesANulInBase64) {
     EXPECT_EQ(complaintAbout(std::string("<QdxOutput>CA\0=</QdxOutput>", 27)),
               "pull.txt: byte 13: not base64 here: \"?=\"");
 }
 
-TEST(PullText, RefusesMissingAndSuperfluousPadding) {
+TEST(PullReader, RefusesMissingAndSuperfluousPadding) {
     const std::string complaint = " characters with wrong padding; the pull's text is damaged";
     EXPECT_EQ(complaintAbout("<QdxOutput>CAE</QdxOutput>"),
               "pull.txt: byte 11: base64 of 3" + complaint);
@@ -125,31 +127,28 @@ TEST(PullText, RefusesMissingAndSuperfluousPadding) {
               "pull.txt: byte 11: base64 of 4" + complaint);
 }
 
-TEST(PullText, RefusesBytesThatAreNoMessage) {
-    EXPECT_EQ(complaintAbout(pullOf("\x08")),
-              "pull.txt: byte 11: the 1 bytes encoded here are no collections");
+TEST(PullReader, RefusesBytesThatAreNoMessage) {
+    EXPECT_EQ(complaintAbout(pullOf("\x08")), "pull.txt: byte 11: 1 bytes that are no collections");
 }
 
-TEST(PullText, RefusesAMessageThatIsCutOff) {
+TEST(PullReader, RefusesAMessageThatIsCutOff) {
     auto bytes = bytesOf(70000);
     bytes.pop_back();
-    EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: the " +
-                                                 std::to_string(bytes.size()) +
-                                                 " bytes encoded here are no collections");
+    EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: " + std::to_string(bytes.size()) +
+                                                 " bytes that are no collections");
 }
 
-TEST(PullText, RefusesAMessageWithoutVersion) {
+TEST(PullReader, RefusesAMessageWithoutVersion) {
     EXPECT_EQ(complaintAbout("<QdxOutput></QdxOutput>"),
-              "pull.txt: byte 11: the message encoded here has no version, so it holds no "
-              "collections");
+              "pull.txt: byte 11: a message without version, so it holds no collections");
 }
 
-TEST(PullText, RefusesAnotherVersion) {
+TEST(PullReader, RefusesAnotherVersion) {
     EXPECT_EQ(complaintAbout(pullOf("\x08\x02")),
               "pull.txt: byte 11: version 2 of the format; this program reads version 1");
 }
 
-TEST(PullText, RefusesMoreCollectionsThanAnyCollectorMakes) {
+TEST(PullReader, RefusesMoreCollectionsThanAnyCollectorMakes) {
     std::string bytes = "\x08\x01";
     for (int collection = 0; collection <= 200'000; ++collection) {
         bytes += std::string("\x12\x00", 2);
@@ -157,13 +156,72 @@ TEST(PullText, RefusesMoreCollectionsThanAnyCollectorMakes) {
     EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: more than 200000 collections");
 }
 
-TEST(PullText, RefusesATextPastTheLimit) {
-    EXPECT_EQ(complaintAbout(std::string(longestPullText + 1, 'x')),
-              "pull.txt: longer than 16777216 bytes");
+TEST(PullReader, RefusesAnInputPastTheLimit) {
+    EXPECT_EQ(complaintAbout(std::string(longestInput + 1, 'x')),
+              "pull.txt: longer than 134217728 bytes");
+}
+
+TEST(PullReader, RefusesAMessagePastTheLimit) {
+    const std::string complaint = "pull.txt: longer than 67108864 bytes";
+    EXPECT_EQ(complaintAbout("\x08\x01" + std::string(longestMessage, '\x2A')), complaint);
+    EXPECT_EQ(complaintAbout("<QdxOutput>" + std::string(longestMessage / 3 * 4 + 8, 'A') +
+                             "</QdxOutput>"),
+              complaint);
+}
+
+TEST(PullReader, KeepsTheBytesAsTheyCame) {
+    const std::string unusual("\x12\x00\x08\x01\x78\x05", 6);
+    const auto pulls = readPulls(pullOf(unusual), "");
+    EXPECT_EQ(pulls.at(0).bytes, unusual);
+    EXPECT_EQ(pulls.at(0).collections.measurementcollections_size(), 1);
+}
+
+TEST(PullReader, TellsRawBytesByTheirFirstByte) {
+    const auto bytes = bytesOf(7);
+    const auto pulls = readPulls(bytes, "pull.raw");
+    ASSERT_EQ(pulls.size(), 1U);
+    EXPECT_EQ(pulls[0].bytes, bytes);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
+}
+
+TEST(PullReader, TakesRawBytesThatLookLikeTextForWhatTheyAre) {
+    Qdx::InfoObjectCollections message;
+    message.set_version(1);
+    message.mutable_radiometadata()->set_hwname("<QdxOutput>CAE=</QdxOutput>");
+    const auto pulls = readPulls(message.SerializeAsString(), "pull.raw");
+    EXPECT_EQ(pulls.at(0).collections.radiometadata().hwname(), "<QdxOutput>CAE=</QdxOutput>");
+}
+
+TEST(PullReader, TakesAnyFirstByteWhenToldThatBytesAreRaw) {
+    const std::string versionBehind("\x12\x02\x08\x07\x08\x01", 6);
+    EXPECT_NE(complaintAbout(versionBehind), "nothing thrown");
+    const auto pulls = readPulls(versionBehind, "pull.raw", InputForm::Raw);
+    EXPECT_EQ(pulls.at(0).collections.measurementcollections(0).id(), 7U);
+}
+
+TEST(PullReader, ReadsRawMessagesBehindEachOtherAsOne) {
+    const auto pulls = readPulls(bytesOf(7) + bytesOf(9), "pull.raw");
+    ASSERT_EQ(pulls.size(), 1U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(0).id(), 7U);
+    EXPECT_EQ(pulls[0].collections.measurementcollections(1).id(), 9U);
+}
+
+TEST(PullReader, ReadsOneMessageOfBytes) {
+    EXPECT_EQ(readMessage(bytesOf(7), "").collections.measurementcollections(0).id(), 7U);
+}
+
+TEST(PullReader, RefusesDamagedRawBytes) {
+    EXPECT_EQ(complaintAbout("\x08"), "pull.txt: 1 bytes that are no collections");
+    EXPECT_EQ(complaintAbout("\x08\x02"),
+              "pull.txt: version 2 of the format; this program reads version 1");
+    EXPECT_EQ(errorText<BadData>([] { readPulls("\x12\x01\x08", "pull.raw", InputForm::Raw); }),
+              "pull.raw: 3 bytes that are no collections");
+    EXPECT_EQ(errorText<BadData>([] { readMessage("", "pull.raw"); }),
+              "pull.raw: a message without version, so it holds no collections");
 }
 
 // Whatever the bytes, the answer is messages or a complaint.
-TEST(PullText, SurvivesDamageAnywhere) {
+TEST(PullReader, SurvivesDamageAnywhere) {
     Qdx::InfoObjectCollections message;
     message.set_version(1);
     auto* const collection = message.add_countercollections();

@@ -45,6 +45,33 @@ TEST(Scale, KeepsHugeValuesShort) {
     EXPECT_EQ(Scale("0.5").text(highest), "4.61169e+18");
 }
 
+TEST(ExactText, IsTheTextWhereTheDecimalsTellTheValue) {
+    EXPECT_EQ(Scale("0.01").exactText(1234), "12.34");
+    EXPECT_EQ(Scale("0.1").exactText(3), "0.3");
+    EXPECT_EQ(Scale("1024").exactText(-3), "-3072");
+    EXPECT_EQ(Scale("nan").exactText(lowest), "-9223372036854775808");
+}
+
+TEST(ExactText, TakesAsManyDigitsAsTheValueNeeds) {
+    EXPECT_EQ(Scale("1e-12").exactText(5), "5e-12");
+    EXPECT_EQ(Scale("0.3333333333333").exactText(1), "0.3333333333333");
+    EXPECT_EQ(Scale("0.5").exactText(highest), "4611686018427387904");
+}
+
+TEST(ExactText, IsEmptyPastTheRangeOfDoubles) {
+    EXPECT_EQ(Scale("1e300").exactText(highest), "");
+}
+
+TEST(IsoTimeText, ReadsAsUtc) {
+    EXPECT_EQ(isoTimeText(0), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(isoTimeText(253'402'300'799), "9999-12-31T23:59:59Z");
+}
+
+TEST(IsoTimeText, IsTheNumberWhereNoYearFits) {
+    EXPECT_EQ(isoTimeText(253'402'300'800), "253402300800");
+    EXPECT_EQ(isoTimeText(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+}
+
 TEST(TimeText, ReadsAsUtc) {
     EXPECT_EQ(timeText(0), "1970-01-01 00:00:00");
     EXPECT_EQ(timeText(1'714'557'600), "2024-05-01 10:00:00");
@@ -69,12 +96,6 @@ TEST(TimeSpanText, TellsNumbersWhereNoYearFits) {
     EXPECT_EQ(timeSpanText({0, 253'402'300'800}), "1970-01-01 00:00:00 to 253402300800");
 }
 
-TEST(RecordText, TellsSizeAndFirstBytes) {
-    EXPECT_EQ(recordText(""), "0 bytes");
-    EXPECT_EQ(recordText("\x0a\xff"), "2 bytes 0aff");
-    EXPECT_EQ(recordText("123456789"), "9 bytes 3132333435363738");
-}
-
 TEST(NewestText, ShowsTheNewestFirst) {
     Series series;
     series.numbers = {1, 2, 3, 4};
@@ -92,10 +113,10 @@ TEST(NewestText, ShowsNoUnitWithoutValues) {
     EXPECT_EQ(newestText({}, Scale(""), "W", 3), "");
 }
 
-TEST(NewestText, ShowsTheNewestRecord) {
+TEST(NewestText, LeavesRecordsAlone) {
     Series series;
     series.records = {"a", "bc"};
-    EXPECT_EQ(newestText(series, Scale("0.1"), "W", 3), "2 bytes 6263");
+    EXPECT_EQ(newestText(series, Scale("0.1"), "W", 3), "");
 }
 
 }  // namespace

@@ -4,14 +4,18 @@
 #include <optional>
 #include <string>
 
-#include "pull/terminalText.hpp"
+#include "pull/pullReader.hpp"
+#include "pull/pullWriter.hpp"
 
 namespace Qdxview {
 
 struct Options {
-    std::string input = "-";  // a file, or "-" for standard input
-    std::string catalogue;    // an info object list file; empty for none
-    std::size_t width = 0;    // columns; 0 for the terminal's
+    std::string input = "-";   // a file, or "-" for standard input
+    std::string output = "-";  // a file, or "-" for standard output
+    std::string catalogue;     // an info object list file; empty for none
+    Qdx::Pull::InputForm inputForm = Qdx::Pull::InputForm::Any;
+    Qdx::Pull::Format format = Qdx::Pull::Format::Table;
+    std::size_t width = 0;  // columns; 0 for the terminal's
     Qdx::Pull::Glyphs glyphs = Qdx::Pull::Glyphs::Unicode;
 };
 
