@@ -155,11 +155,10 @@ PulledMessage parse(std::string bytes, const Place& place) {
 }
 
 std::string decode(const Encoded& encoded, const std::string& source) {
-    const auto digits = digitsOf(encoded, source);
-    if (digits.size() / 4 * 3 > longestMessage) {
+    if (encoded.text.size() / 4 * 3 > longestMessage) {
         failForLength(source, longestMessage);
     }
-    const auto bytes = Tessel::Util::Base64::decode(digits);
+    const auto bytes = Tessel::Util::Base64::decode(digitsOf(encoded, source));
     return {bytes.begin(), bytes.end()};
 }
 
