@@ -36,7 +36,7 @@ std::string joined(const std::set<std::string>& tags) {
 
 // What the catalogue knows about a collection's values.
 struct Meaning {
-    const CatalogueObject* object;  // null if it knows nothing
+    const CatalogueObject* object = nullptr;  // null if it knows nothing
     Scale scale;
 };
 

@@ -68,10 +68,10 @@ TEST_F(CsvTest, QuotesAContextOfSeveralKeys) {
 
 TEST_F(CsvTest, QuotesCommasQuotesAndLineEnds) {
     addMeasurement(5);
-    for (const std::string special : {",", "\r", "\n"}) {
-        knowObject({"a" + special, special + "b", "", "", {}});
-        EXPECT_EQ(rows(), ",7,\"a" + special + "\",,measurement,,5,\"" + special + "b\",5,,,\n");
-    }
+    knowObject({"a,", "\r", "", "", {}});
+    EXPECT_EQ(rows(), ",7,\"a,\",,measurement,,5,\"\r\",5,,,\n");
+    knowObject({"a\nb", "c", "", "", {}});
+    EXPECT_EQ(rows(), ",7,\"a\nb\",,measurement,,5,c,5,,,\n");
     knowObject({"a\"b", "\"", "", "", {}});
     EXPECT_EQ(rows(), ",7,\"a\"\"b\",,measurement,,5,\"\"\"\",5,,,\n");
 }
