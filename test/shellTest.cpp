@@ -10,7 +10,6 @@
 namespace {
 
 using namespace TestSupport;
-using testing::HasSubstr;
 
 constexpr const char* statusOf11 =
     "Current Filter(s):\n Filter 11 (11): Enabled: Yes, FilterTag(s): CPU\n";
