@@ -12,7 +12,7 @@
 
 namespace Qdx::Bench {
 
-inline constexpr std::size_t objects = 1000;
+inline constexpr std::size_t objects = 10000;
 inline constexpr std::size_t contextsPerObject = 10;
 
 // Sets UNIT_ROOT to a private unit whose catalogue has measurements and counters with names of 20

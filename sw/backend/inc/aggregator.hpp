@@ -62,6 +62,7 @@ using AggregatorParamsVariant =
 // one who feeds the same aggregator again and again, and begins at 0: in order.
 struct Circle {
     std::uint32_t oldest = 0;
+    const void* next = nullptr;  // what the next feed will write, if that is known; only a hint
 };
 
 // Fed with the samples of one key and pulled through its filter, on that filter's thread. Derived

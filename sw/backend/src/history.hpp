@@ -40,7 +40,7 @@ void appendResult(Samples<T>& results, std::uint32_t limit, time_point time, con
 template <typename T>
 void straightenHistory(Samples<T>& samples, Circle& circle) noexcept {
     std::rotate(samples.begin(), samples.begin() + circle.oldest, samples.end());
-    circle.oldest = 0;
+    circle = {};
 }
 
 // Throws std::out_of_range for an empty history.
@@ -48,6 +48,7 @@ template <typename T>
 void overwriteOldest(Samples<T>& samples, time_point time, const T& value, Circle& circle) {
     samples.at(circle.oldest) = {time, value};
     circle.oldest = circle.oldest + 1 == samples.size() ? 0 : circle.oldest + 1;
+    circle.next = &samples[circle.oldest];
 }
 
 // appendResult for a history that may be a circle: nothing moves when it is full.

@@ -10,6 +10,7 @@
 
 #include "batchReader.hpp"
 #include "bigEndian.hpp"
+#include "feedQueue.hpp"
 #include "infoObjectListIf.hpp"
 #include "quardex.hpp"
 #include "tessel/util.hpp"
@@ -97,15 +98,10 @@ void traceCutHead(const BatchReader& batch) {
                          << batch.offset() << ". Dropping the rest of the message.");
 }
 
-// Reads the payload behind a head; false, with a trace, when the message lies about its length.
-bool readPayload(BatchReader& batch, const BatchItem& item, Bytes& payload) {
-    const bool whole = batch.readPayload(item.size, payload);
-    if (!whole) {
-        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the payload of "
-                             << item.size << " bytes at offset " << batch.offset()
-                             << ". Dropping the rest of the message.");
-    }
-    return whole;
+void traceCutPayload(const BatchReader& batch, const BatchItem& item) {
+    QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the payload of "
+                         << item.size << " bytes at offset " << batch.offset()
+                         << ". Dropping the rest of the message.");
 }
 
 }  // namespace
@@ -193,29 +189,36 @@ bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObj
                            const char* sizeError, Push<T> push) {
     BatchItem item;
     Bytes payload;
+    FeedQueue<T> queue(currTime);
     while (batch.isBefore(sectionEnd)) {
         std::string_view key;
         const auto* route = batch.peekKey(key) ? routes.find(key, routes.hashOf(key)) : nullptr;
         const bool whole =
             route != nullptr ? batch.readHeadOf(key, item.size) : batch.readHead(item);
         if (!whole) {
+            queue.drain();
             traceCutHead(batch);
             return false;
         }
         if (item.size != sizeof(std::int64_t)) {
+            queue.drain();
             QDX_TRACE(Error, sizeError << item.size);
             return false;
         }
-        if (!readPayload(batch, item, payload)) {
+        if (!batch.readPayload(item.size, payload)) {
+            queue.drain();
+            traceCutPayload(batch, item);
             return false;
         }
         const T value{static_cast<std::int64_t>(V1::readBigEndian64(payload.data()))};
         if (route == nullptr) {
+            queue.drain();
             handleUnknownKey(item, type, value, push);
         } else if (route->type == type) {
-            feed(routes.feedsOf(*route), value);
+            queue.push(routes.feedsOf(*route), value);
         }
     }
+    queue.drain();
     return true;
 }
 
@@ -278,7 +281,8 @@ void Quardex::handleRecords(BatchReader& batch) {
             traceCutHead(batch);
             return;
         }
-        if (!readPayload(batch, item, payload)) {
+        if (!batch.readPayload(item.size, payload)) {
+            traceCutPayload(batch, item);
             return;
         }
         const auto* object = catalogue.getInfoObject(item.name);
