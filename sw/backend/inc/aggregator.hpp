@@ -58,6 +58,13 @@ using AggregatorParamsVariant =
     std::variant<std::monostate, AggregatorParams::DurationNonList, AggregatorParams::DurationList,
                  AggregatorParams::CountNonList, AggregatorParams::CountList>;
 
+// Where the oldest entry of a full history stands that is overwritten in a circle. It belongs to
+// one who feeds the same aggregator again and again, and begins at 0: in order.
+struct Circle {
+    std::uint32_t oldest = 0;
+    const void* next = nullptr;  // what the next feed will write, if that is known; only a hint
+};
+
 // Fed with the samples of one key and pulled through its filter, on that filter's thread. Derived
 // classes override the feedValue of the one kind of sample that they take; the others throw
 // std::runtime_error. The first sample comes with the constructor.
@@ -76,6 +83,17 @@ public:
                            const Qdx::V1::CounterData& value);
     virtual void feedValue(const AggregatorParamsVariant& params, time_point now,
                            const RecordData& value);
+
+    // The same, but a full history need not be moved up by one place: it may become a circle.
+    // REQUIRES: nothing else is asked of the aggregator before straighten().
+    virtual void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const Qdx::V1::MeasurementData& value, Circle& circle);
+    virtual void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const Qdx::V1::CounterData& value, Circle& circle);
+    virtual void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const RecordData& value, Circle& circle);
+    // Puts the history in order again, oldest first.
+    virtual void straighten(Circle& circle) noexcept;
 
     // Adds what is kept to the encoder as one collection under the key; nothing if nothing is kept.
     virtual void pullData(const AggregatorParamsVariant& params, time_point now,

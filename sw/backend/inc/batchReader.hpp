@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "wireFormat.hpp"
 
@@ -40,6 +41,14 @@ public:
 
     bool isBefore(std::uint64_t end) const { return cursor < end; }
 
+    // Gives the key text of the next head and stays in front of it; false when the text would run
+    // past the message.
+    bool peekKey(std::string_view& key) const;
+
+    // Reads the head of a key that was peeked, whose text is one word, or two with one blank
+    // between them. False, with the cursor where it was, when the head would run past the message.
+    bool readHeadOf(std::string_view key, std::uint32_t& size);
+
     // Reads a head and moves behind it, by the length of its words and one byte each: key texts
     // have exactly one blank. False, with the cursor where it was, when the head would run past the
     // message.
@@ -51,6 +60,8 @@ public:
     std::size_t offset() const { return cursor; }
 
 private:
+    bool readSizeBehind(std::size_t headBytes, std::uint32_t& size);
+
     std::span<const unsigned char> message;
     std::uint64_t measurementEndUntrusted;
     std::uint64_t counterEndUntrusted;

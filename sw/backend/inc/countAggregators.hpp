@@ -23,10 +23,14 @@ public:
                        const std::pmr::polymorphic_allocator<>& main);
     ~CountMinAggregator() override = default;
 
+    using Aggregator::feedCircle;
     using Aggregator::feedValue;
     int getGpbAggrType() const override;
     void feedValue(const AggregatorParamsVariant& params, time_point now,
                    const Qdx::V1::MeasurementData& value) override;
+    void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                    const Qdx::V1::MeasurementData& value, Circle& circle) override;
+    void straighten(Circle& circle) noexcept override;
     void pullData(const AggregatorParamsVariant& params, time_point now,
                   const std::pair<InfoObjectId, std::string>& key,
                   OutputEncoderIf* encoder) override;
@@ -47,10 +51,14 @@ public:
                        const std::pmr::polymorphic_allocator<>& main);
     ~CountMaxAggregator() override = default;
 
+    using Aggregator::feedCircle;
     using Aggregator::feedValue;
     int getGpbAggrType() const override;
     void feedValue(const AggregatorParamsVariant& params, time_point now,
                    const Qdx::V1::MeasurementData& value) override;
+    void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                    const Qdx::V1::MeasurementData& value, Circle& circle) override;
+    void straighten(Circle& circle) noexcept override;
     void pullData(const AggregatorParamsVariant& params, time_point now,
                   const std::pair<InfoObjectId, std::string>& key,
                   OutputEncoderIf* encoder) override;
@@ -71,10 +79,14 @@ public:
                            const std::pmr::polymorphic_allocator<>& main);
     ~CountAverageAggregator() override = default;
 
+    using Aggregator::feedCircle;
     using Aggregator::feedValue;
     int getGpbAggrType() const override;
     void feedValue(const AggregatorParamsVariant& params, time_point now,
                    const Qdx::V1::MeasurementData& value) override;
+    void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                    const Qdx::V1::MeasurementData& value, Circle& circle) override;
+    void straighten(Circle& circle) noexcept override;
     void pullData(const AggregatorParamsVariant& params, time_point now,
                   const std::pair<InfoObjectId, std::string>& key,
                   OutputEncoderIf* encoder) override;
@@ -96,10 +108,14 @@ public:
                        const std::pmr::polymorphic_allocator<>& main);
     ~CountSumAggregator() override = default;
 
+    using Aggregator::feedCircle;
     using Aggregator::feedValue;
     int getGpbAggrType() const override;
     void feedValue(const AggregatorParamsVariant& params, time_point now,
                    const Qdx::V1::CounterData& value) override;
+    void feedCircle(const AggregatorParamsVariant& params, time_point now,
+                    const Qdx::V1::CounterData& value, Circle& circle) override;
+    void straighten(Circle& circle) noexcept override;
     void pullData(const AggregatorParamsVariant& params, time_point now,
                   const std::pair<InfoObjectId, std::string>& key,
                   OutputEncoderIf* encoder) override;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -54,6 +55,8 @@ public:
     bool isStatic() const { return staticFilter == Static::Yes; }
     bool isPrintable() const { return printable == Printable::Yes; }
 
+    bool isUsed() const { return used == Used::Yes; }
+
     // Take a sample. REQUIRES: isEnabled(). Exceptions other than std::bad_alloc pass through;
     // pushRecord also passes the std::bad_alloc of a record that main memory can't hold for a
     // moment.
@@ -63,6 +66,13 @@ public:
                      const Qdx::V1::CounterData& value);
     void pushRecord(const InfoObject& object, const std::string& context, time_point now,
                     const std::vector<unsigned char>& value);
+
+    // Calls visit with the entry of each aggregator that takes the samples of a pair, in the order
+    // in which they are fed; never, if nothing captures it. False if the filter has yet to decide
+    // about the pair. A decision holds until aggregators are erased.
+    bool visitDecided(
+        const InfoObject& object, std::string_view context,
+        const std::function<void(const CaptureStatement::AggregatorEntry&)>& visit) const;
 
     // Has every aggregator add what it keeps to the encoder, by identity, context number and age of
     // the aggregator; with Clear::Yes each is cleared right after.

@@ -35,9 +35,14 @@ public:
                         const std::pmr::polymorphic_allocator<>& main);
     ~CountListAggregator() override = default;
 
+    using Aggregator::feedCircle;
     using Aggregator::feedValue;
     int getGpbAggrType() const override;
     void feedValue(const AggregatorParamsVariant& params, time_point now, const T& value) override;
+    // Records are kept in order.
+    void feedCircle(const AggregatorParamsVariant& params, time_point now, const T& value,
+                    Circle& circle) override;
+    void straighten(Circle& circle) noexcept override;
     void pullData(const AggregatorParamsVariant& params, time_point now,
                   const std::pair<InfoObjectId, std::string>& key,
                   OutputEncoderIf* encoder) override;

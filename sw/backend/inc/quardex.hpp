@@ -6,7 +6,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +20,7 @@
 #include "outputEncoderIf.hpp"
 #include "ozo.h"
 #include "quardexBeIf.hpp"
+#include "sampleRoutes.hpp"
 #include "tessel/activeObject.hpp"
 #include "tessel/startup.hpp"
 
@@ -25,6 +28,7 @@ namespace Qdx::Backend {
 
 class BatchReader;
 class QdxFilterCtrlIServer;
+struct BatchItem;
 class QuardexShellCommands;
 
 // The one object of the library: loading the library registers it, the host creates it and calls
@@ -114,9 +118,18 @@ private:
     static void replyToConnectionReq(const ozo_msg* request, std::uint32_t messageNumber,
                                      std::uint32_t value);
     template <typename T>
+    using Push = void (Filter::*)(const InfoObject&, const std::string&, time_point, const T&);
+
+    template <typename T>
+    void offer(const InfoObject& object, const std::string& context, const T& value, Push<T> push);
+    template <typename T>
     bool handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObjectType type,
-                      const char* sizeError,
-                      void (Quardex::*handle)(const InfoObject&, const std::string&, const T&));
+                      const char* sizeError, Push<T> push);
+    template <typename T>
+    void feed(std::span<SampleRoutes::Feed> feeds, const T& value);
+    template <typename T>
+    void handleUnknownKey(const BatchItem& item, InfoObjectType type, const T& value, Push<T> push);
+    void learnRoute(const std::string& key, const InfoObject& object, const std::string& context);
     void handleRecords(BatchReader& batch);
     Filters::iterator eraseWithAggregators(Filters::iterator entry);
     Filters::const_iterator findPrintable(std::optional<FilterId> id) const;
@@ -133,6 +146,7 @@ private:
     Qdx::RadioMetaData metaData;
     std::optional<ClockAnchor> clockAnchor;
     time_point currTime;
+    SampleRoutes routes;
 };
 
 }  // namespace Qdx::Backend

@@ -49,4 +49,21 @@ void Aggregator::feedValue(const AggregatorParamsVariant& /*params*/, time_point
     throw std::runtime_error("Tried feeding a record to an aggregator that does not support it.");
 }
 
+void Aggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const Qdx::V1::MeasurementData& value, Circle& /*circle*/) {
+    feedValue(params, now, value);
+}
+
+void Aggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const Qdx::V1::CounterData& value, Circle& /*circle*/) {
+    feedValue(params, now, value);
+}
+
+void Aggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                            const RecordData& value, Circle& /*circle*/) {
+    feedValue(params, now, value);
+}
+
+void Aggregator::straighten(Circle& /*circle*/) noexcept {}
+
 }  // namespace Qdx::Backend

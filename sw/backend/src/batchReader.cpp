@@ -1,6 +1,7 @@
 #include "batchReader.hpp"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "bigEndian.hpp"
@@ -31,26 +32,42 @@ BatchReader::BatchReader(std::span<const unsigned char> batch)
       recordEndUntrusted(counterEndUntrusted + V1::readBigEndian32(&batch[V1::recordBytesOffset])) {
 }
 
-bool BatchReader::readHead(BatchItem& item) {
-    const auto rest = message.subspan(cursor);
-    const auto nul = std::find(rest.begin(), rest.end(), 0);
-    if (nul == rest.end()) {
+bool BatchReader::peekKey(std::string_view& key) const {
+    const auto* text = reinterpret_cast<const char*>(message.data()) + cursor;
+    const auto* nul = static_cast<const char*>(std::memchr(text, 0, message.size() - cursor));
+    if (nul == nullptr) {
         return false;
     }
-    std::string_view text(reinterpret_cast<const char*>(rest.data()),
-                          static_cast<std::size_t>(nul - rest.begin()));
+    key = {text, static_cast<std::size_t>(nul - text)};
+    return true;
+}
+
+bool BatchReader::readHeadOf(std::string_view key, std::uint32_t& size) {
+    return readSizeBehind(key.size() + 1, size);
+}
+
+bool BatchReader::readHead(BatchItem& item) {
+    std::string_view text;
+    if (!peekKey(text)) {
+        return false;
+    }
     item.name = cutWord(text);
     item.context = cutWord(text);
 
-    auto sizeOffset = cursor + item.name.size() + 1;
+    auto headBytes = item.name.size() + 1;
     if (!item.context.empty()) {
-        sizeOffset += item.context.size() + 1;
+        headBytes += item.context.size() + 1;
     }
-    if (message.size() - sizeOffset < sizeof(item.size)) {
+    return readSizeBehind(headBytes, item.size);
+}
+
+bool BatchReader::readSizeBehind(std::size_t headBytes, std::uint32_t& size) {
+    const auto sizeOffset = cursor + headBytes;
+    if (message.size() - sizeOffset < sizeof(size)) {
         return false;
     }
-    item.size = V1::readBigEndian32(&message[sizeOffset]);
-    cursor = sizeOffset + sizeof(item.size);
+    size = V1::readBigEndian32(&message[sizeOffset]);
+    cursor = sizeOffset + sizeof(size);
     return true;
 }
 

@@ -26,13 +26,22 @@ int CountMinAggregator::getGpbAggrType() const {
 
 void CountMinAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
                                    const Qdx::V1::MeasurementData& sample) {
+    feedInOrder(*this, params, now, sample);
+}
+
+void CountMinAggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                                    const Qdx::V1::MeasurementData& sample, Circle& circle) {
     const auto& [samplesPerWindow, windows] = std::get<CountNonList>(params);
     ++count;
     value = count == 1 ? sample : std::min(value, sample);
     if (count == samplesPerWindow) {
-        appendResult(results, windows, now, value);
+        appendToCircle(results, windows, now, value, circle);
         count = 0;
     }
+}
+
+void CountMinAggregator::straighten(Circle& circle) noexcept {
+    straightenHistory(results, circle);
 }
 
 void CountMinAggregator::pullData(const AggregatorParamsVariant& params, time_point /*now*/,
@@ -64,13 +73,22 @@ int CountMaxAggregator::getGpbAggrType() const {
 
 void CountMaxAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
                                    const Qdx::V1::MeasurementData& sample) {
+    feedInOrder(*this, params, now, sample);
+}
+
+void CountMaxAggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                                    const Qdx::V1::MeasurementData& sample, Circle& circle) {
     const auto& [samplesPerWindow, windows] = std::get<CountNonList>(params);
     ++count;
     value = count == 1 ? sample : std::max(value, sample);
     if (count == samplesPerWindow) {
-        appendResult(results, windows, now, value);
+        appendToCircle(results, windows, now, value, circle);
         count = 0;
     }
+}
+
+void CountMaxAggregator::straighten(Circle& circle) noexcept {
+    straightenHistory(results, circle);
 }
 
 void CountMaxAggregator::pullData(const AggregatorParamsVariant& params, time_point /*now*/,
@@ -104,16 +122,25 @@ int CountAverageAggregator::getGpbAggrType() const {
 
 void CountAverageAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
                                        const Qdx::V1::MeasurementData& sample) {
+    feedInOrder(*this, params, now, sample);
+}
+
+void CountAverageAggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                                        const Qdx::V1::MeasurementData& sample, Circle& circle) {
     const auto& [samplesPerWindow, windows] = std::get<CountNonList>(params);
     ++count;
     value =
         count == 1 ? sample : Qdx::V1::MeasurementData{Wrapping::add(value.value, sample.value)};
     if (count == samplesPerWindow) {
-        appendResult(results, windows, now,
-                     Qdx::V1::MeasurementData{Wrapping::divide(value.value, count)});
+        appendToCircle(results, windows, now,
+                       Qdx::V1::MeasurementData{Wrapping::divide(value.value, count)}, circle);
         count = 0;
         value = {};
     }
+}
+
+void CountAverageAggregator::straighten(Circle& circle) noexcept {
+    straightenHistory(results, circle);
 }
 
 void CountAverageAggregator::pullData(const AggregatorParamsVariant& params, time_point /*now*/,
@@ -147,14 +174,23 @@ int CountSumAggregator::getGpbAggrType() const {
 
 void CountSumAggregator::feedValue(const AggregatorParamsVariant& params, time_point now,
                                    const Qdx::V1::CounterData& sample) {
+    feedInOrder(*this, params, now, sample);
+}
+
+void CountSumAggregator::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                                    const Qdx::V1::CounterData& sample, Circle& circle) {
     const auto& [samplesPerWindow, windows] = std::get<CountNonList>(params);
     ++count;
     value = count == 1 ? sample : Qdx::V1::CounterData{Wrapping::add(value.value, sample.value)};
     if (count == samplesPerWindow) {
-        appendResult(results, windows, now, value);
+        appendToCircle(results, windows, now, value, circle);
         count = 0;
         value = {};
     }
+}
+
+void CountSumAggregator::straighten(Circle& circle) noexcept {
+    straightenHistory(results, circle);
 }
 
 void CountSumAggregator::pullData(const AggregatorParamsVariant& params, time_point /*now*/,

@@ -111,6 +111,21 @@ void Filter::capture(const AggregatorKey& key, const InfoObject& object, const s
     }
 }
 
+bool Filter::visitDecided(
+    const InfoObject& object, std::string_view context,
+    const std::function<void(const CaptureStatement::AggregatorEntry&)>& visit) const {
+    const auto number = contexts.find(context);
+    if (number == contexts.end()) {
+        return false;
+    }
+    const AggregatorKey key{static_cast<unsigned int>(object.getId()), number->second};
+    const auto [first, last] = aggregators.equal_range(key);
+    for (auto entry = first; entry != last; ++entry) {
+        visit(entry->second);
+    }
+    return first != last || uncaptured.contains(key);
+}
+
 void Filter::pullData(time_point now, OutputEncoderIf* encoder, Clear clear) {
     const auto texts = reverseContextsMap();
     for (const auto& [key, entry] : aggregators) {

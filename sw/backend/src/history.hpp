@@ -2,6 +2,7 @@
 // them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -33,6 +34,47 @@ void appendResult(Samples<T>& results, std::uint32_t limit, time_point time, con
         ListAggregatorHelper::replaceFirst(results, time, result);
     else
         append(results, time, result);
+}
+
+// Puts a circle in order, oldest first.
+template <typename T>
+void straightenHistory(Samples<T>& samples, Circle& circle) noexcept {
+    std::rotate(samples.begin(), samples.begin() + circle.oldest, samples.end());
+    circle = {};
+}
+
+// Throws std::out_of_range for an empty history.
+template <typename T>
+void overwriteOldest(Samples<T>& samples, time_point time, const T& value, Circle& circle) {
+    samples.at(circle.oldest) = {time, value};
+    circle.oldest = circle.oldest + 1 == samples.size() ? 0 : circle.oldest + 1;
+    circle.next = &samples[circle.oldest];
+}
+
+// appendResult for a history that may be a circle: nothing moves when it is full.
+template <typename T>
+void appendToCircle(Samples<T>& results, std::uint32_t limit, time_point time, const T& result,
+                    Circle& circle) {
+    if (results.size() == limit) {
+        overwriteOldest(results, time, result, circle);
+        return;
+    }
+    straightenHistory(results, circle);
+    try {
+        results.emplace_back(time, result);
+    } catch (const std::bad_alloc&) {
+        if (!results.empty())
+            overwriteOldest(results, time, result, circle);
+    }
+}
+
+// feedValue of an aggregator that knows circles.
+template <typename A, typename T>
+void feedInOrder(A& aggregator, const AggregatorParamsVariant& params, time_point now,
+                 const T& value) {
+    Circle circle;
+    aggregator.feedCircle(params, now, value, circle);
+    aggregator.straighten(circle);
 }
 
 // Drops everything and gives the memory back.

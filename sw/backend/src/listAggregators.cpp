@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <type_traits>
 
 #include "history.hpp"
 #include "wrapping.hpp"
@@ -95,7 +96,22 @@ int CountListAggregator<T>::getGpbAggrType() const {
 template <typename T>
 void CountListAggregator<T>::feedValue(const AggregatorParamsVariant& params, time_point now,
                                        const T& value) {
-    appendResult(samples, std::get<AggregatorParams::CountList>(params).size, now, value);
+    feedInOrder(*this, params, now, value);
+}
+
+template <typename T>
+void CountListAggregator<T>::feedCircle(const AggregatorParamsVariant& params, time_point now,
+                                        const T& value, Circle& circle) {
+    const auto size = std::get<AggregatorParams::CountList>(params).size;
+    if constexpr (std::is_same_v<T, RecordData>)
+        appendResult(samples, size, now, value);
+    else
+        appendToCircle(samples, size, now, value, circle);
+}
+
+template <typename T>
+void CountListAggregator<T>::straighten(Circle& circle) noexcept {
+    straightenHistory(samples, circle);
 }
 
 template <typename T>

@@ -23,6 +23,8 @@ using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 
 constexpr unsigned int defaultGlobalMemoryLimit = 2 * 1024 * 1024;  // bytes
 constexpr unsigned int defaultMaxFilterLimit = 10;
+// The short way of samples may take as much memory again as this part of the budget.
+constexpr unsigned int budgetPerRoutes = 4;
 
 bool isOnInDatabase(const std::string& key) {
     return dbGet<unsigned char>(key) == 1;
@@ -166,7 +168,9 @@ bool Quardex::allocateGlobalMemory() {
             return false;
         }
     }
-    globalMemory = std::make_unique<GlobalMemory>(configured.value_or(defaultGlobalMemoryLimit));
+    const auto limit = configured.value_or(defaultGlobalMemoryLimit);
+    globalMemory = std::make_unique<GlobalMemory>(limit);
+    routes = SampleRoutes(limit / budgetPerRoutes);
     return true;
 }
 
@@ -276,31 +280,36 @@ bool Quardex::isMetaDataCollected() const {
 
 // --- The fan-out of a sample -------------------------------------------------------------------
 
-void Quardex::handleMeasurement(const InfoObject& object, const std::string& context,
-                                const Qdx::V1::MeasurementData& value) {
+template <typename T>
+void Quardex::offer(const InfoObject& object, const std::string& context, const T& value,
+                    Push<T> push) {
     for (const auto& [id, filter] : filters) {
         if (filter->isEnabled()) {
-            filter->pushMeasurement(object, context, currTime, value);
+            (filter.get()->*push)(object, context, currTime, value);
         }
     }
+}
+
+template void Quardex::offer(const InfoObject&, const std::string&, const Qdx::V1::MeasurementData&,
+                             Push<Qdx::V1::MeasurementData>);
+template void Quardex::offer(const InfoObject&, const std::string&, const Qdx::V1::CounterData&,
+                             Push<Qdx::V1::CounterData>);
+
+void Quardex::handleMeasurement(const InfoObject& object, const std::string& context,
+                                const Qdx::V1::MeasurementData& value) {
+    routes.straighten();
+    offer(object, context, value, &Filter::pushMeasurement);
 }
 
 void Quardex::handleCounter(const InfoObject& object, const std::string& context,
                             const Qdx::V1::CounterData& value) {
-    for (const auto& [id, filter] : filters) {
-        if (filter->isEnabled()) {
-            filter->pushCounter(object, context, currTime, value);
-        }
-    }
+    routes.straighten();
+    offer(object, context, value, &Filter::pushCounter);
 }
 
 void Quardex::handleRecord(const InfoObject& object, const std::string& context,
                            const std::vector<unsigned char>& value) {
-    for (const auto& [id, filter] : filters) {
-        if (filter->isEnabled()) {
-            filter->pushRecord(object, context, currTime, value);
-        }
-    }
+    offer(object, context, value, &Filter::pushRecord);
 }
 
 // --- The registry of filters -------------------------------------------------------------------
@@ -318,6 +327,7 @@ ErrorType Quardex::createFilter(const FilterId& id, const std::string& name,
                              << filters.size() << " filters allocated.");
         return ErrorType::MaxFiltersReached;
     }
+    routes.clear();
     filters.erase(id);
     filterMemories.erase(id);
     try {
@@ -349,12 +359,14 @@ std::optional<FilterId> Quardex::findFilter(const std::string& text) const {
 }
 
 void Quardex::enableFilter(const FilterId& id) {
+    routes.clear();
     if (const auto entry = filters.find(id); entry != filters.end()) {
         entry->second->enable();
     }
 }
 
 void Quardex::disableFilter(const FilterId& id) {
+    routes.clear();
     if (const auto entry = filters.find(id); entry != filters.end()) {
         entry->second->disable();
     }
@@ -371,12 +383,14 @@ void Quardex::deleteFilter(FilterId id, std::ostream& out) {
         return;
     }
     out << "Deleting filter with ID: " << id << std::endl;
+    routes.clear();
     filters.erase(entry);
     filterMemories.erase(id);
 }
 
 Quardex::Filters::iterator Quardex::eraseWithAggregators(Filters::iterator entry) {
     const auto id = entry->first;
+    routes.clear();
     entry->second->eraseAggregators();
     const auto next = filters.erase(entry);
     filterMemories.erase(id);
@@ -403,6 +417,7 @@ void Quardex::clearAllFilters(std::ostream& out) {
         out << "No Filter(s) found\n";
         return;
     }
+    routes.straighten();
     for (const auto& [id, filter] : filters) {
         out << "Clearing data for FilterId " << id << "\n";
         filter->clearData(currTime);
@@ -419,7 +434,11 @@ ErrorType Quardex::prepareFilterData(FilterId id, Clear clear, OutputEncoderIf* 
     if (!filter->isEnabled()) {
         return ErrorType::FilterDisabled;
     }
-    filter->markAsUsed();
+    routes.straighten();
+    if (!filter->isUsed()) {
+        routes.clear();
+        filter->markAsUsed();
+    }
     filter->pullData(currTime, encoder, clear);
     return encoder->empty() ? ErrorType::NoDataYet : ErrorType::NoError;
 }

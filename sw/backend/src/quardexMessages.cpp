@@ -10,6 +10,7 @@
 
 #include "batchReader.hpp"
 #include "bigEndian.hpp"
+#include "feedQueue.hpp"
 #include "infoObjectListIf.hpp"
 #include "quardex.hpp"
 #include "tessel/util.hpp"
@@ -92,25 +93,15 @@ std::string jsonOf(const Qdx::RadioMetaData& metaData) {
     return json;
 }
 
-// Reads the next item's head; false, with a trace, when the message lies about its length.
-bool readHead(BatchReader& batch, BatchItem& item) {
-    const bool whole = batch.readHead(item);
-    if (!whole) {
-        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the head of the item at offset "
-                             << batch.offset() << ". Dropping the rest of the message.");
-    }
-    return whole;
+void traceCutHead(const BatchReader& batch) {
+    QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the head of the item at offset "
+                         << batch.offset() << ". Dropping the rest of the message.");
 }
 
-// Reads the payload behind a head, in the same way.
-bool readPayload(BatchReader& batch, const BatchItem& item, Bytes& payload) {
-    const bool whole = batch.readPayload(item.size, payload);
-    if (!whole) {
-        QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the payload of "
-                             << item.size << " bytes at offset " << batch.offset()
-                             << ". Dropping the rest of the message.");
-    }
-    return whole;
+void traceCutPayload(const BatchReader& batch, const BatchItem& item) {
+    QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the payload of "
+                         << item.size << " bytes at offset " << batch.offset()
+                         << ". Dropping the rest of the message.");
 }
 
 }  // namespace
@@ -183,9 +174,9 @@ void Quardex::handleBeProcessBatchesUreq(ozo_msg* msg) {
     BatchReader batch(message);
     const bool handled =
         handleValues(batch, batch.measurementEnd(), InfoObjectType::Measurement,
-                     "Incorrect measurement data size: ", &Quardex::handleMeasurement) &&
+                     "Incorrect measurement data size: ", &Filter::pushMeasurement) &&
         handleValues(batch, batch.counterEnd(), InfoObjectType::Counter,
-                     "Incorrect measurement data size:", &Quardex::handleCounter);
+                     "Incorrect measurement data size:", &Filter::pushCounter);
     if (handled) {
         handleRecords(batch);
     }
@@ -195,30 +186,90 @@ void Quardex::handleBeProcessBatchesUreq(ozo_msg* msg) {
 // be dropped.
 template <typename T>
 bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObjectType type,
-                           const char* sizeError,
-                           void (Quardex::*handle)(const InfoObject&, const std::string&,
-                                                   const T&)) {
-    const auto& catalogue = InfoObjectListIf::getInstance();
+                           const char* sizeError, Push<T> push) {
     BatchItem item;
     Bytes payload;
+    FeedQueue<T> queue(currTime);
     while (batch.isBefore(sectionEnd)) {
-        if (!readHead(batch, item)) {
+        std::string_view key;
+        const auto* route = batch.peekKey(key) ? routes.find(key, routes.hashOf(key)) : nullptr;
+        const bool whole =
+            route != nullptr ? batch.readHeadOf(key, item.size) : batch.readHead(item);
+        if (!whole) {
+            queue.drain();
+            traceCutHead(batch);
             return false;
         }
         if (item.size != sizeof(std::int64_t)) {
+            queue.drain();
             QDX_TRACE(Error, sizeError << item.size);
             return false;
         }
-        if (!readPayload(batch, item, payload)) {
+        if (!batch.readPayload(item.size, payload)) {
+            queue.drain();
+            traceCutPayload(batch, item);
             return false;
         }
-        const auto* object = catalogue.getInfoObject(item.name);
-        if (object != nullptr && object->getType() == type) {
-            const auto value = static_cast<std::int64_t>(V1::readBigEndian64(payload.data()));
-            (this->*handle)(*object, item.context, T{value});
+        const T value{static_cast<std::int64_t>(V1::readBigEndian64(payload.data()))};
+        if (route == nullptr) {
+            queue.drain();
+            handleUnknownKey(item, type, value, push);
+        } else if (route->type == type) {
+            queue.push(routes.feedsOf(*route), value);
         }
     }
+    queue.drain();
     return true;
+}
+
+template <typename T>
+void Quardex::feed(std::span<SampleRoutes::Feed> feeds, const T& value) {
+    for (auto& [aggregator, params, circle] : feeds) {
+        aggregator->feedCircle(params, currTime, value, circle);
+    }
+}
+
+// A key text without a route. Its words may have one all the same, when they stand otherwise than
+// with one blank between them.
+template <typename T>
+void Quardex::handleUnknownKey(const BatchItem& item, InfoObjectType type, const T& value,
+                               Push<T> push) {
+    const auto& catalogue = InfoObjectListIf::getInstance();
+    const auto* object = catalogue.getInfoObject(item.name);
+    if (object == nullptr || object->getType() != type) {
+        return;
+    }
+    // Names of one identity meet in the same aggregators, which then can't be fed by routes.
+    if (catalogue.getInfoObject(object->getId()) != object) {
+        routes.giveUp();
+    }
+    const auto key = item.context.empty() ? item.name : item.name + ' ' + item.context;
+    if (const auto* route = routes.find(key, routes.hashOf(key))) {
+        feed(routes.feedsOf(*route), value);
+        return;
+    }
+    offer(*object, item.context, value, push);
+    learnRoute(key, *object, item.context);
+}
+
+// Remembers what the filters decided, once all of them have.
+void Quardex::learnRoute(const std::string& key, const InfoObject& object,
+                         const std::string& context) {
+    try {
+        std::vector<SampleRoutes::Feed> feeds;
+        for (const auto& [id, filter] : filters) {
+            const bool decided = !filter->isEnabled() || !filter->isUsed() ||
+                                 filter->visitDecided(object, context, [&](const auto& entry) {
+                                     feeds.push_back({entry.first.get(), entry.second, {}});
+                                 });
+            if (!decided) {
+                return;
+            }
+        }
+        routes.add(key, object.getType(), feeds);
+    } catch (const std::bad_alloc&) {
+        return;  // the next sample goes the long way again
+    }
 }
 
 void Quardex::handleRecords(BatchReader& batch) {
@@ -226,7 +277,12 @@ void Quardex::handleRecords(BatchReader& batch) {
     BatchItem item;
     Bytes payload;
     while (batch.isBefore(batch.recordEnd())) {
-        if (!readHead(batch, item) || !readPayload(batch, item, payload)) {
+        if (!batch.readHead(item)) {
+            traceCutHead(batch);
+            return;
+        }
+        if (!batch.readPayload(item.size, payload)) {
+            traceCutPayload(batch, item);
             return;
         }
         const auto* object = catalogue.getInfoObject(item.name);
