@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "saturatedTime.hpp"
 #include "sender.hpp"
 
 namespace Qdx::Frontend {
@@ -73,7 +74,7 @@ void Connection::serveUntil(Clock::time_point end) {
 }
 
 bool Connection::drain(Clock::duration patience) {
-    const auto end = Clock::now() + patience;
+    const auto end = later(Clock::now(), patience);
     while (true) {
         poll();
         if (flush()) {

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <utility>
 
+#include "bigEndian.hpp"
+#include "saturatedTime.hpp"
 #include "wireFormat.hpp"
 
 namespace Qdx::Frontend {
@@ -16,6 +18,7 @@ constexpr std::uint32_t collectorGone = 1;
 Handshake::Handshake(OwnMailbox& ownMailbox, V1::MessageBytes metaDataMessage,
                      Clock::duration periodOfRetries, std::function<void(State)> observer)
     : mailbox(ownMailbox),
+      request(V1::encodeConnectionRequest({}, {V1::protocolRevision})),
       metaData(std::move(metaDataMessage)),
       retryPeriod(periodOfRetries),
       onStateChange(std::move(observer)) {}
@@ -41,7 +44,7 @@ void Handshake::handle(const ozo_msg* message) {
 void Handshake::advance(Clock::time_point now) {
     const bool retryDue = now >= retryAt;
     if (retryDue) {
-        retryAt = now + retryPeriod;
+        retryAt = later(now, retryPeriod);
     }
     if (retryDue && current == State::Seeking) {
         seek();
@@ -69,10 +72,9 @@ void Handshake::seek() {
 }
 
 void Handshake::ask() {
-    ++requests;
+    V1::writeBigEndian32(++requests, &request[V1::procedureReferenceOffset]);
     // If it doesn't leave, it is like one that isn't answered.
-    (void)mailbox.trySend(
-        V1::encodeConnectionRequest({.procedure = requests}, {V1::protocolRevision}), peer);
+    (void)mailbox.trySend(request, peer);
 }
 
 void Handshake::deliverMetaData() {

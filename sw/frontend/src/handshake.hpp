@@ -12,7 +12,8 @@
 namespace Qdx::Frontend {
 
 // Finds the collector, asks it for the protocol's revision, delivers the metadata, and starts over
-// when the collector is gone. Nothing waits. Thread: the mailbox's.
+// when the collector is gone. Nothing waits, nothing but onStateChange throws. Thread: the
+// mailbox's.
 class Handshake {
 public:
     // An empty metaData message is not sent. The mailbox must outlive the object.
@@ -42,6 +43,7 @@ private:
     void change(State next);
 
     OwnMailbox& mailbox;
+    V1::MessageBytes request;
     const V1::MessageBytes metaData;
     const Clock::duration retryPeriod;
     const std::function<void(State)> onStateChange;

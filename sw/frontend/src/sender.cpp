@@ -8,6 +8,7 @@
 #include "InfoObjectCollections.pb.h"
 #include "batchItems.hpp"
 #include "infoObjectContextImpl.hpp"
+#include "saturatedTime.hpp"
 
 namespace Qdx::Frontend {
 namespace {
@@ -175,7 +176,7 @@ std::optional<Clock::time_point> Sender::nextDeadline() const {
         deadline = deadline ? std::min(*deadline, time) : time;
     };
     if (handshake.isDone() && queue.empty() && !batch.empty()) {
-        consider(batchOpenedAt + options.batchAge);
+        consider(later(batchOpenedAt, options.batchAge));
     }
     if (!queue.empty() && isLack(obstacle)) {
         consider(retryAt);
@@ -184,7 +185,7 @@ std::optional<Clock::time_point> Sender::nextDeadline() const {
 }
 
 bool Sender::isOpenBatchOld(Clock::time_point now) const {
-    return now >= batchOpenedAt + options.batchAge;
+    return now >= later(batchOpenedAt, options.batchAge);
 }
 
 void Sender::sendOpenBatch() {
@@ -207,7 +208,7 @@ void Sender::sendQueue() {
         }
     }
     if (isLack(obstacle)) {
-        retryAt = Clock::now() + options.retryPeriod;
+        retryAt = later(Clock::now(), options.retryPeriod);
     }
 }
 

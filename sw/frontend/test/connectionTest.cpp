@@ -1,49 +1,25 @@
-// Connections over real mailboxes, against a collector that the test plays.
+// How a connection finds the collector, loses it and finds the next one.
 #include <gmock/gmock.h>
-#include <poll.h>
 
-#include <cstdlib>
-#include <map>
-#include <numeric>
+#include <sys/time.h>
+#include <csignal>
+#include <cstring>
+#include <future>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "allocationCounter.hpp"
-#include "fakeCollector.hpp"
-#include "qdx/frontend.hpp"
+#include "connectionFixture.hpp"
+#include "frontendMessages.hpp"
 
 namespace Qdx::Frontend {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::Field;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using namespace std::chrono_literals;
-
-constexpr char ownName[] = "TestFrontend";
-
-class ConnectionTest : public ::testing::Test {
-public:
-    ~ConnectionTest() override { ::unsetenv("OZO_MAX_SIZE"); }
-
-    // The smallest that a unit may set: a batch is full soon.
-    static void useSmallMessages() { ::setenv("OZO_MAX_SIZE", "1024", 1); }
-
-    // Does what a collector and poll() do until batches may flow.
-    static void connect(Connection& connection, FakeCollector& collector) {
-        connection.poll();
-        collector.confirm();
-        connection.poll();
-        ASSERT_EQ(connection.state(), State::Connected);
-    }
-
-    static bool isReadable(const Connection& connection) {
-        pollfd asked{.fd = connection.descriptor(), .events = POLLIN, .revents = 0};
-        return ::poll(&asked, 1, 0) == 1;
-    }
-
-    OzoTest::TemporaryUnit unit;
-};
 
 // --- The way to the collector ------------------------------------------------------------------
 
@@ -194,62 +170,157 @@ TEST_F(ConnectionTest, RefusesMetaDataLargerThanAMessage) {
     EXPECT_NO_THROW(Connection(ownName, {.hwName = std::string(700, 'x')}));
 }
 
-// --- Samples -----------------------------------------------------------------------------------
+// --- Peers that lie ----------------------------------------------------------------------------
 
-TEST_F(ConnectionTest, CarriesSamplesOfEachKind) {
+class ConnectionAmongStrangersTest : public ConnectionTest {
+protected:
+    void say(const V1::MessageBytes& message) {
+        const std::uint32_t frontend = ozo_locate(ownName);
+        stranger.run([&] { ozo_send(V1::toOzoMessage(message), frontend, OZO_MY_MAILBOX); });
+    }
+
+    OzoTest::MailboxThread stranger{"Stranger"};
+};
+
+TEST_F(ConnectionAmongStrangersTest, TakesAnswersOfTheCollectorOnly) {
+    FakeCollector collector;
+    Connection connection(ownName);
+    connection.poll();
+    V1::MessageBytes reply;
+    V1::appendHeader(reply, V1::beConnectionCfm, {.procedure = 1, .connection = 1});
+    V1::appendUint32(reply, 1);
+    say(reply);
+    connection.poll();
+    EXPECT_EQ(connection.state(), State::Asking);
+}
+
+TEST_F(ConnectionAmongStrangersTest, BelievesOnlyItsOwnMailboxThatTheCollectorIsGone) {
     FakeCollector collector;
     Connection connection(ownName);
     connect(connection, collector);
-    const Measurement measurement(connection, "m", "rfBranch=1");
-    const Counter counter(connection, "c");
-    const Record record(connection, "r", "carrierId=7,dfeId=-1");
-    measurement.add(-5);
-    counter.add(7);
-    measurement.add(6);
-    EXPECT_TRUE(record.add(std::vector<unsigned char>{'a', 0, 'b'}));
-    EXPECT_TRUE(connection.flush());
-    const Batch batch = collector.batch();
-    EXPECT_THAT(batch.measurements, ElementsAre(Item{"m rfBranch=1", -5}, Item{"m rfBranch=1", 6}));
-    EXPECT_THAT(batch.counters, ElementsAre(Item{"c", 7}));
-    EXPECT_THAT(batch.records,
-                ElementsAre(Item{"r carrierId=7,dfeId=-1", 0, std::string("a\0b", 3)}));
-    EXPECT_TRUE(collector.nothingWaits());
-}
-
-TEST_F(ConnectionTest, RefusesNamesAndContextsThatTheCollectorCannotRead) {
-    Connection connection(ownName);
-    EXPECT_THROW(Measurement(connection, ""), std::invalid_argument);
-    EXPECT_THROW(Counter(connection, "a b"), std::invalid_argument);
-    EXPECT_THROW(Record(connection, "a", "rfBranch=1 "), std::invalid_argument);
-    EXPECT_THROW(Record(connection, "a", "rfbranch=1"), std::invalid_argument);
-    EXPECT_THROW(Counter(connection, "a", "colour=1"), std::invalid_argument);
-}
-
-TEST_F(ConnectionTest, HandlesOfOneCounterShareWhatWasDropped) {
-    useSmallMessages();
-    Connection connection(ownName, {}, {.queuedBatches = 1});
-    const Counter first(connection, "a");
-    const Counter second(connection, "a");
-    const Counter other(connection, "b");
-    std::int64_t added = 0;
-    while (connection.statistics().notConnected.batches == 0) {
-        first.add(1);
-        ++added;
+    const std::uint32_t mailbox = ozo_locate(V1::collectorMailbox);
+    for (std::uint32_t number = 0; number < 16; ++number) {
+        V1::MessageBytes notice(8);
+        std::memcpy(notice.data(), &number, sizeof(number));
+        std::memcpy(&notice[4], &mailbox, sizeof(mailbox));
+        say(notice);
     }
-    second.add(0);
-    other.add(0);
-    FakeCollector collector;
-    connection.poll(*connection.nextDeadline());
-    collector.confirm();
     connection.poll();
-    EXPECT_TRUE(connection.flush());
-    std::map<std::string, std::int64_t> totals;
-    for (const Batch& batch : collector.batches()) {
-        for (const Item& item : batch.counters) {
-            totals[item.key] += item.value;
+    EXPECT_EQ(connection.state(), State::Connected);
+}
+
+TEST_F(ConnectionAmongStrangersTest, HandlesAFloodInPieces) {
+    Connection connection(ownName);
+    for (std::uint32_t number = 0; number < 100; ++number) {
+        say(V1::MessageBytes(4));
+    }
+    connection.poll();
+    EXPECT_TRUE(isReadable(connection));
+    connection.poll();
+    EXPECT_FALSE(isReadable(connection));
+}
+
+// --- Without an event loop ---------------------------------------------------------------------
+
+TEST_F(ConnectionTest, DrainWaitsForACollectorThatTakesAll) {
+    FakeCollector collector;
+    Connection connection(ownName, {.hwName = "radio"});
+    const Counter counter(connection, "a");
+    counter.add(1);
+    auto batches = std::async(std::launch::async, [&] { return collector.serve(1); });
+    EXPECT_TRUE(connection.drain(20s));
+    EXPECT_THAT(batches.get(), SizeIs(1));
+}
+
+TEST_F(ConnectionTest, DrainGivesUpWhenItsPatienceEnds) {
+    Connection connection(ownName);
+    const Counter counter(connection, "a");
+    counter.add(1);
+    const auto begin = Clock::now();
+    EXPECT_FALSE(connection.drain(20ms));
+    EXPECT_GE(Clock::now() - begin, 20ms);
+}
+
+TEST_F(ConnectionTest, DrainOfNothingNeedsNoCollector) {
+    Connection connection(ownName);
+    EXPECT_TRUE(connection.drain(0s));
+}
+
+TEST_F(ConnectionTest, ServesUntilTheGivenTime) {
+    Connection connection(ownName, {}, {.retryPeriod = 1ms});
+    const auto end = Clock::now() + 20ms;
+    connection.serveUntil(end);
+    EXPECT_GE(Clock::now(), end);
+}
+
+TEST_F(ConnectionTest, ServesTheConnectionMeanwhile) {
+    FakeCollector collector;
+    Connection connection(ownName, {}, {.batchAge = 1ms});
+    const Counter counter(connection, "a");
+    counter.add(1);
+    // The last of the two lets the loop end: it was sent by age after the first had been taken.
+    auto batches = std::async(std::launch::async, [&] { return collector.serve(2); });
+    while (connection.statistics().sentBatches < 2) {
+        connection.serveUntil(Clock::now() + 2ms);
+        counter.add(1);
+    }
+    EXPECT_THAT(batches.get(), SizeIs(2));
+}
+
+TEST_F(ConnectionTest, SignalEndsServingEarly) {
+    Connection connection(ownName);
+    const auto previous = ::signal(SIGALRM, [](int) {});
+    // Again and again, in case that the first comes before the wait.
+    const itimerval soon{.it_interval = {.tv_sec = 0, .tv_usec = 10'000},
+                         .it_value = {.tv_sec = 0, .tv_usec = 10'000}};
+    ::setitimer(ITIMER_REAL, &soon, nullptr);
+    const auto end = Clock::now() + 60s;
+    connection.serveUntil(end);
+    EXPECT_LT(Clock::now(), end);
+    const itimerval never{};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::signal(SIGALRM, previous);
+}
+
+// --- Out of memory -----------------------------------------------------------------------------
+
+TEST_F(ConnectionTest, ConstructionThatMemoryRefusesLeavesNothing) {
+    for (std::size_t failing = 0;; ++failing) {
+        AllocationFault fault(failing);
+        try {
+            const Connection connection(ownName, {.hwName = "radio"});
+            ASSERT_FALSE(fault.hasFailed()) << "of allocation " << failing;
+            EXPECT_GT(failing, 0u);
+            return;
+        } catch (const std::bad_alloc&) {
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(error.code(), std::errc::not_enough_memory);
+        }
+        EXPECT_EQ(ozo_get_fd(), -1);
+    }
+}
+
+TEST_F(ConnectionTest, FindsTheCollectorWhateverAllocationFails) {
+    for (std::size_t failing = 0;; ++failing) {
+        FakeCollector collector;
+        Connection connection(ownName, {.hwName = "radio"});
+        bool failed = false;
+        {
+            const AllocationFault fault(failing);
+            EXPECT_NO_THROW(connection.poll());
+            failed = fault.hasFailed();
+        }
+        if (connection.state() == State::Seeking) {
+            connection.poll(*connection.nextDeadline());
+        }
+        collector.confirm();
+        connection.poll();
+        EXPECT_EQ(connection.state(), State::Connected) << failing;
+        if (!failed) {
+            EXPECT_GT(failing, 0u);
+            return;
         }
     }
-    EXPECT_EQ(totals, (std::map<std::string, std::int64_t>{{"a", added}, {"b", 0}}));
 }
 
 }  // namespace

@@ -50,15 +50,50 @@ void FakeCollector::reject() {
 
 void FakeCollector::answer(std::uint32_t number) {
     thread.run([this, number] {
-        const OzoTest::Message request = next(V1::beConnectionReq);
-        ASSERT_NE(request, nullptr);
-        const auto bytes = V1::bytesOf(request.get());
-        V1::MessageBytes reply;
-        V1::appendHeader(reply, number,
-                         {.procedure = V1::readBigEndian32(&bytes[V1::procedureReferenceOffset]),
-                          .connection = V1::connectionReference});
-        V1::appendUint32(reply, 1);
-        ozo_send(V1::toOzoMessage(reply), ozo_sender(request.get()), OZO_MY_MAILBOX);
+        if (const OzoTest::Message request = next(V1::beConnectionReq)) {
+            reply(request, number);
+        }
+    });
+}
+
+void FakeCollector::reply(const OzoTest::Message& request, std::uint32_t number) {
+    const auto bytes = V1::bytesOf(request.get());
+    V1::MessageBytes message;
+    V1::appendHeader(message, number,
+                     {.procedure = V1::readBigEndian32(&bytes[V1::procedureReferenceOffset]),
+                      .connection = V1::connectionReference});
+    V1::appendUint32(message, 1);
+    ozo_send(V1::toOzoMessage(message), ozo_sender(request.get()), OZO_MY_MAILBOX);
+}
+
+std::vector<Batch> FakeCollector::serve(std::size_t batches) {
+    return thread.run([batches] {
+        std::vector<Batch> all;
+        while (all.size() < batches) {
+            const OzoTest::Message message = OzoTest::receive();
+            if (message == nullptr) {
+                ADD_FAILURE() << "no message came";
+                break;
+            }
+            if (message->msgno == V1::beConnectionReq) {
+                reply(message, V1::beConnectionCfm);
+            } else if (message->msgno == V1::beProcessBatchesUreq) {
+                all.push_back(readBatch(message.get()));
+            }
+        }
+        return all;
+    });
+}
+
+void FakeCollector::answerLast(bool confirmed) {
+    thread.run([confirmed] {
+        OzoTest::Message last = OzoTest::receiveNow();
+        while (OzoTest::Message later = OzoTest::receiveNow()) {
+            last = std::move(later);
+        }
+        ASSERT_NE(last, nullptr);
+        EXPECT_EQ(last->msgno, V1::beConnectionReq);
+        reply(last, confirmed ? V1::beConnectionCfm : V1::beConnectionRej);
     });
 }
 

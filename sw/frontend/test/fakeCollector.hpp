@@ -34,6 +34,8 @@ public:
     // Answers the connection request that waits: with revision 1, or that none is common.
     void confirm();
     void reject();
+    // Answers the last one of all that wait.
+    void answerLast(bool confirmed);
     // Reads and forgets the connection requests that wait; gives their number.
     std::size_t ignoreRequests();
 
@@ -44,9 +46,13 @@ public:
     std::vector<Batch> batches();
     bool nothingWaits();
 
+    // Reads as a collector does, until that many batches came. Any thread.
+    std::vector<Batch> serve(std::size_t batches);
+
 private:
     OzoTest::Message next(std::uint32_t number);
     void answer(std::uint32_t number);
+    static void reply(const OzoTest::Message& request, std::uint32_t number);
 
     OzoTest::MailboxThread thread{V1::collectorMailbox};
 };
