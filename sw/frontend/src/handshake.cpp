@@ -26,7 +26,7 @@ Handshake::Handshake(OwnMailbox& ownMailbox, V1::MessageBytes metaDataMessage,
 void Handshake::handle(const ozo_msg* message) {
     if (tellsThatCollectorIsGone(message)) {
         metaDataDue = false;
-        retryAt = Clock::time_point::min();
+        retryAt = Clock::time_point();
         change(State::Seeking);
         return;
     }

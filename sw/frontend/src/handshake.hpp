@@ -53,8 +53,9 @@ private:
     std::uint32_t requests = 0;  // the last one's procedure reference
     bool metaDataDue = false;
     std::uint64_t confirmations = 0;
-    // When to seek, to ask again, or to try the metadata again; the past: at once.
-    Clock::time_point retryAt = Clock::time_point::min();
+    // When to seek, to ask again, or to try the metadata again. The clock's zero is at once, and
+    // can still be subtracted from.
+    Clock::time_point retryAt;
 };
 
 }  // namespace Qdx::Frontend

@@ -35,6 +35,14 @@ TEST_F(ConnectionTest, SeeksUntilACollectorIsThere) {
     EXPECT_EQ(connection.state(), State::Asking);
 }
 
+// Callers subtract the time from it.
+TEST_F(ConnectionTest, WantsToSeekAtOnceAtATimeThatCanBeCountedFrom) {
+    const Connection connection(ownName);
+    const auto deadline = connection.nextDeadline();
+    ASSERT_TRUE(deadline.has_value());
+    EXPECT_LE(*deadline - Clock::now(), 0s);
+}
+
 TEST_F(ConnectionTest, DeliversMetaDataOnceItIsConfirmed) {
     FakeCollector collector;
     Connection connection(ownName, {.swProductNumber = "CXP1", .hwName = ""});
