@@ -12,7 +12,6 @@ namespace Qdx::Frontend {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using namespace std::chrono_literals;
 
@@ -59,7 +58,7 @@ TEST_F(BatchingTest, LeavesWhenTheNextSampleDoesNotFit) {
     measurement.add(62);
     const Batch batch = collector.batch();
     EXPECT_EQ(batch.size, 1020u);
-    EXPECT_THAT(batch.measurements, SizeIs(62));
+    ASSERT_THAT(batch.measurements, SizeIs(62));
     EXPECT_EQ(batch.measurements.back().value, 61);
     EXPECT_EQ(connection.statistics().sentBatches, 1u);
     EXPECT_TRUE(connection.flush());

@@ -16,14 +16,13 @@
 namespace Qdx::Frontend {
 namespace {
 
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using namespace std::chrono_literals;
 
 class LossTest : public ConnectionTest {
 protected:
     // 62 items of 16 bytes fill a batch.
-    static constexpr int samplesPerBatch = 62;
+    static constexpr std::int64_t samplesPerBatch = 62;
 
     LossTest() { useSmallMessages(); }
 
@@ -31,7 +30,7 @@ protected:
     // close, and one sample begins the next.
     static std::int64_t closeBatches(const Measurement& measurement, std::int64_t first,
                                      int batches) {
-        const std::int64_t end = first + std::int64_t{batches} * samplesPerBatch;
+        const std::int64_t end = first + batches * samplesPerBatch;
         for (std::int64_t value = first; value <= end; ++value) {
             measurement.add(value);
         }
@@ -82,7 +81,7 @@ TEST_F(LossTest, OldestIsDroppedBeyondTheBound) {
     const std::int64_t end = closeBatches(measurement, 0, 7);
     EXPECT_EQ(connection.waitingBatches(), 4u);
     EXPECT_EQ(connection.statistics().notConnected.batches, 3u);
-    EXPECT_EQ(connection.statistics().notConnected.samples, 3u * samplesPerBatch);
+    EXPECT_EQ(connection.statistics().notConnected.samples, 3u * 62);
     FakeCollector collector;
     connect(connection, collector);
     EXPECT_TRUE(connection.flush());
@@ -107,7 +106,7 @@ TEST_F(LossTest, SlowCollectorIsAwaitedThenPaysWithTheOldest) {
         ASSERT_LT(connection.statistics().sentBatches, 100'000u);
     }
     EXPECT_EQ(connection.waitingBatches(), 2u);
-    EXPECT_EQ(connection.statistics().slowCollector.samples, std::uint64_t{samplesPerBatch});
+    EXPECT_EQ(connection.statistics().slowCollector.samples, 62u);
     EXPECT_FALSE(isReadable(connection));
     EXPECT_EQ(connection.nextDeadline(), std::nullopt);
 
@@ -120,6 +119,39 @@ TEST_F(LossTest, SlowCollectorIsAwaitedThenPaysWithTheOldest) {
     EXPECT_EQ(valuesOf(collector.batches()),
               range(static_cast<std::int64_t>(first.size()) + samplesPerBatch, end));
     EXPECT_EQ(connection.statistics().notConnected.batches, 0u);
+}
+
+TEST_F(LossTest, AddingTriesOnceMoreBeforeItDrops) {
+    FakeCollector collector;
+    Connection connection(ownName, {}, {.queuedBatches = 2});
+    connect(connection, collector);
+    const Measurement measurement(connection, "abc");
+    std::int64_t end = 0;
+    while (connection.waitingBatches() < 2) {
+        end = closeBatches(measurement, end, 1);
+    }
+    auto arrived = valuesOf(collector.batches());
+    end = closeBatches(measurement, end, 1);
+    EXPECT_EQ(connection.statistics().slowCollector.batches, 0u);
+    EXPECT_TRUE(connection.flush());
+    const auto rest = valuesOf(collector.batches());
+    arrived.insert(arrived.end(), rest.begin(), rest.end());
+    EXPECT_EQ(arrived, range(0, end));
+}
+
+TEST_F(LossTest, NothingClosesABatchBehindThoseThatWait) {
+    FakeCollector collector;
+    Connection connection(ownName);
+    connect(connection, collector);
+    const Measurement measurement(connection, "abc");
+    std::int64_t end = 0;
+    while (connection.waitingBatches() == 0) {
+        end = closeBatches(measurement, end, 1);
+    }
+    measurement.add(end);
+    EXPECT_FALSE(connection.flush());
+    connection.poll(Clock::now() + 1h);
+    EXPECT_EQ(connection.waitingBatches(), 1u);
 }
 
 TEST_F(LossTest, BatchesThatWaitOutliveTheCollectorThatDidNotTakeThem) {
@@ -150,7 +182,7 @@ TEST_F(LossTest, RefusalIsACauseOfItsOwn) {
     const Measurement measurement(connection, "abc");
     closeBatches(measurement, 0, 3);
     EXPECT_EQ(connection.statistics().refusedRevision.batches, 2u);
-    EXPECT_EQ(connection.statistics().refusedRevision.samples, 2u * samplesPerBatch);
+    EXPECT_EQ(connection.statistics().refusedRevision.samples, 2u * 62);
     EXPECT_EQ(connection.statistics().notConnected.batches, 0u);
     EXPECT_TRUE(collector.nothingWaits());
 }
@@ -217,12 +249,12 @@ TEST_F(LossTest, BatchLargerThanTheMailboxTakesNowIsDroppedAndCounted) {
     const Measurement measurement(connection, "abc");
     const Counter counter(connection, "c");
     counter.add(7);
-    for (int sample = 0; sample < 2 * samplesPerBatch; ++sample) {
+    for (std::int64_t sample = 0; sample < 2 * samplesPerBatch; ++sample) {
         measurement.add(sample);
     }
     EXPECT_TRUE(connection.flush());
     EXPECT_EQ(connection.statistics().tooLarge.batches, 1u);
-    EXPECT_EQ(connection.statistics().tooLarge.samples, 2u * samplesPerBatch + 1);
+    EXPECT_EQ(connection.statistics().tooLarge.samples, 2u * 62 + 1);
     counter.add(1);
     EXPECT_TRUE(connection.flush());
     EXPECT_EQ(collector.batch().counters.front().value, 8);
@@ -261,6 +293,21 @@ TEST_F(LossTest, DroppedIncrementsGoIntoTheNextSampleOfTheirCounter) {
     EXPECT_TRUE(connection.flush());
     addTo(totals, collector.batches());
     EXPECT_EQ(totals, (Totals{{"abc", 13}, {"abc rfBranch=1", 101}}));
+}
+
+TEST_F(LossTest, SampleThatPushesItsOwnCounterOutBringsTheIncrementsBack) {
+    Connection connection(ownName, {}, {.queuedBatches = 1});
+    const Counter counter(connection, "abc");
+    for (std::int64_t sample = 0; sample < 2 * samplesPerBatch + 1; ++sample) {
+        counter.add(1);
+    }
+    EXPECT_EQ(connection.statistics().notConnected.batches, 1u);
+    FakeCollector collector;
+    connect(connection, collector);
+    EXPECT_TRUE(connection.flush());
+    const auto batches = collector.batches();
+    ASSERT_THAT(batches, SizeIs(2));
+    EXPECT_EQ(batches[1].counters.front().value, samplesPerBatch + 1);
 }
 
 TEST_F(LossTest, IncrementsAtTheLimitsOfTheirTypeWrap) {

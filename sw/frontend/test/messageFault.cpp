@@ -8,12 +8,13 @@ thread_local bool refuses = false;
 
 }  // namespace
 
-// The names are those that the linker gives.
+// The linker gives the names that are asked for here.
 extern "C" {
-ozo_msg* __real_ozo_alloc(size_t size, uint32_t msgno);
+ozo_msg* realAlloc(size_t size, uint32_t msgno) __asm__("__real_ozo_alloc");
+ozo_msg* wrappedAlloc(size_t size, uint32_t msgno) __asm__("__wrap_ozo_alloc");
 
-ozo_msg* __wrap_ozo_alloc(size_t size, uint32_t msgno) {
-    return refuses ? nullptr : __real_ozo_alloc(size, msgno);
+ozo_msg* wrappedAlloc(size_t size, uint32_t msgno) {
+    return refuses ? nullptr : realAlloc(size, msgno);
 }
 }
 

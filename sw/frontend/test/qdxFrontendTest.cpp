@@ -19,9 +19,10 @@ using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 class QdxFrontendTest : public ConnectionTest {
-protected:
+public:
     ~QdxFrontendTest() override { qdx_disconnect(connection); }
 
+protected:
     void connect(const qdx_options* options = nullptr, const qdx_meta_data* metaData = nullptr) {
         ASSERT_EQ(qdx_connect(ownName, metaData, options, &connection), QDX_OK);
     }
