@@ -19,7 +19,7 @@ add_custom_target(threaded)
 function(qdx_add_library name)
     cmake_parse_arguments(arg "" "" "SOURCES;LIBS;PRIVATE_LIBS" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
-    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/inc)
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/inc>)
     target_link_libraries(${name} PUBLIC ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
     qdx_own_code(${name})
 endfunction()
@@ -33,7 +33,7 @@ function(qdx_add_messages name)
     target_link_libraries(${name} PUBLIC protobuf::libprotobuf)
     protobuf_generate(TARGET ${name} LANGUAGE cpp PROTOS ${protos} APPEND_PATH
         PROTOC_OUT_DIR ${CMAKE_CURRENT_BINARY_DIR})
-    target_include_directories(${name} SYSTEM PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
+    target_include_directories(${name} SYSTEM PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}>)
 endfunction()
 
 # qdx_add_tests(name SOURCES ... LIBS ... [LABELS ...] [TIMEOUT s]): one GoogleTest program; each of its tests

@@ -79,6 +79,16 @@ void ozo_free(ozo_msg* msg);
  * freed. A mailbox may send to itself. */
 void ozo_send(ozo_msg* msg, uint32_t to, uint32_t from);
 
+/* Sends msg if nothing has to wait for it: then gives 0 and has taken it over. Otherwise the
+ * message stays the caller's, nothing is counted, and errno tells why: EAGAIN        the receiver
+ * has yet to take what was sent before; ozo_get_fd's descriptor becomes readable when it may be
+ * tried again ECONNREFUSED  the receiver is gone EMSGSIZE      the message is over the maximum size
+ *   EINVAL        the thread has no mailbox
+ *   others        the system lacks memory or descriptors now; nothing tells when to try again
+ * So a sender that can hold messages back, and would rather choose itself what is dropped, learns
+ * what left. To a receiver that is gone before it reads, what left is lost. */
+int ozo_try_send(ozo_msg* msg, uint32_t to);
+
 /* The next message to the calling thread's mailbox, the caller's from then on. Waits for
  * timeout_ms, or for ever if that is -1; null when none came, memory is out, or the thread has no
  * mailbox. */

@@ -7,7 +7,7 @@
 
 namespace Ozo {
 
-void MessageQueue::push(MessagePtr message) {
+void MessageQueue::push(MessagePtr&& message) {
     const std::size_t size = ozo_size(message.get());
     messages.push_back(std::move(message));
     bytes += size;
@@ -35,12 +35,16 @@ uid_t Connection::peerUser() const {
 }
 
 Connection::Sent Connection::send(MessagePtr message) {
-    Sent sent = queue.empty() ? write(*message) : Sent::noRoom;
+    Sent sent = trySend(*message);
     if (sent == Sent::noRoom && queue.hasRoomFor(ozo_size(message.get()))) {
         queue.push(std::move(message));
         sent = Sent::queued;
     }
     return sent;
+}
+
+Connection::Sent Connection::trySend(ozo_msg& message) {
+    return queue.empty() ? write(message) : Sent::noRoom;
 }
 
 std::size_t Connection::flush() {

@@ -32,7 +32,8 @@ public:
         return messages.size() < maxQueuedMessages && bytes + messageSize <= maxQueuedBytes;
     }
     ozo_msg& front() { return *messages.front(); }
-    void push(MessagePtr message);
+    // Throws std::bad_alloc, with the message still the caller's.
+    void push(MessagePtr&& message);
     MessagePtr pop();
 
 private:
@@ -58,6 +59,8 @@ public:
 
     // Behind what is queued already.
     Sent send(MessagePtr message);
+    // Not behind what is queued: noRoom if anything is.
+    Sent trySend(ozo_msg& message);
     // Sends what the peer takes now of the queue, and gives how many messages of it are lost
     // because the peer is gone.
     std::size_t flush();

@@ -339,8 +339,7 @@ void Mailbox::sendOver(Connection& connection, MessagePtr message) {
             break;
         case Connection::Sent::queued:
             if (!hadQueue)
-                watch(EPOLL_CTL_MOD, connection.descriptor(), EPOLLIN | EPOLLOUT,
-                      connection.serial());
+                watchForRoom(connection);
             break;
         case Connection::Sent::noRoom:
             ++dropped.queue_full;
@@ -353,6 +352,47 @@ void Mailbox::sendOver(Connection& connection, MessagePtr message) {
             ++dropped.receiver_gone;
             break;
     }
+}
+
+int Mailbox::trySend(MessagePtr& message, std::uint32_t to) {
+    if (ozo_size(message.get()) > ozo_get_max_size())
+        return EMSGSIZE;
+    setSender(*message, ownId);
+    if (to == ownId) {
+        if (!toSelf.hasRoomFor(ozo_size(message.get())))
+            return EAGAIN;
+        toSelf.push(std::move(message));
+        setWakeUp();
+        return 0;
+    }
+    int error = 0;
+    if (Connection* const connection = connectionTo(to, error))
+        return trySendOver(*connection, message);
+    if (isGone(error))
+        return ECONNREFUSED;
+    // A full backlog: unlike a full connection, nothing tells when it has room again.
+    return error == EAGAIN ? ENOBUFS : error;
+}
+
+int Mailbox::trySendOver(Connection& connection, MessagePtr& message) {
+    if (connection.hasQueue())
+        flush(connection);
+    switch (connection.trySend(*message)) {
+        case Connection::Sent::yes:
+            message.reset();
+            return 0;
+        case Connection::Sent::tooLarge:
+            return EMSGSIZE;
+        case Connection::Sent::peerGone:
+            return ECONNREFUSED;
+        default:
+            watchForRoom(connection);
+            return EAGAIN;
+    }
+}
+
+void Mailbox::watchForRoom(const Connection& connection) {
+    watch(EPOLL_CTL_MOD, connection.descriptor(), EPOLLIN | EPOLLOUT, connection.serial());
 }
 
 void Mailbox::flush(Connection& connection) {

@@ -52,6 +52,8 @@ public:
     // What cannot be sent is dropped and counted, also what is not from this mailbox, by its id or
     // OZO_MY_MAILBOX.
     void send(MessagePtr message, std::uint32_t to, std::uint32_t from);
+    // Takes the message only if it leaves now.
+    int trySend(MessagePtr& message, std::uint32_t to);
     MessagePtr receive(int timeoutMs);
     int monitor(std::uint32_t mailbox, std::uint32_t messageNumber);
 
@@ -86,7 +88,9 @@ private:
     void deliver(MessagePtr message, std::uint32_t to);
     void sendToSelf(MessagePtr message);
     void sendOver(Connection& connection, MessagePtr message);
+    int trySendOver(Connection& connection, MessagePtr& message);
     void flush(Connection& connection);
+    void watchForRoom(const Connection& connection);
     void sendRemains();
 
     RunDirectory directory;

@@ -77,6 +77,17 @@ void ozo_send(ozo_msg* msg, uint32_t to, uint32_t from) {
     own->send(std::move(message), to, from);
 }
 
+int ozo_try_send(ozo_msg* msg, uint32_t to) {
+    Ozo::Mailbox* const own = current();
+    if (own == nullptr || msg == nullptr)
+        return toResult(EINVAL);
+    Ozo::MessagePtr message(msg);
+    const int result = guarded(-1, [&] { return toResult(own->trySend(message, to)); });
+    // Null if it was taken; else the caller's again.
+    (void)message.release();
+    return result;
+}
+
 ozo_msg* ozo_receive(int timeout_ms) {
     Ozo::Mailbox* const own = current();
     if (own == nullptr)

@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -322,6 +323,103 @@ TEST_F(DeliveryToThread, CountsWhatWaitedForAReceiverThatWent) {
     receiver.run([this] { ozo_delete_mailbox(receiver.id()); });
     EXPECT_TRUE(received(sender).empty());
     EXPECT_EQ(receiverGone(sender), many - read);
+}
+
+// --- Messages that the sender keeps unless they leave at once
+
+// Tries a pattern of that number and gives what ozo_try_send says of it: 0 or errno's value.
+int tryPattern(std::uint32_t to, std::uint32_t number, std::size_t size) {
+    ozo_msg* const message = patternMessage(number, size);
+    if (ozo_try_send(message, to) == 0)
+        return 0;
+    const int error = errno;
+    const Message kept(message, &ozo_free);
+    EXPECT_EQ(kept->msgno, number);
+    EXPECT_TRUE(isPattern(kept));
+    return error;
+}
+
+TEST_F(DeliveryToThread, TakesATriedMessageThatLeavesAtOnce) {
+    EXPECT_EQ(sender.run([this] { return tryPattern(receiver.id(), 1, size); }), 0);
+    receiver.run([this] {
+        const Message message = receive();
+        EXPECT_EQ(message->msgno, 1U);
+        EXPECT_TRUE(isPattern(message));
+        EXPECT_EQ(ozo_sender(message.get()), sender.id());
+    });
+}
+
+TEST_F(DeliveryToThread, LeavesATriedMessageThatWouldWaitToItsSender) {
+    std::uint32_t taken = 0;
+    EXPECT_EQ(sender.run([&] {
+        int error = 0;
+        while ((error = tryPattern(receiver.id(), taken, size)) == 0)
+            ++taken;
+        return error;
+    }),
+              EAGAIN);
+    EXPECT_GT(taken, 0U);
+    EXPECT_EQ(queueFull(sender), 0U);
+    EXPECT_EQ(received(receiver), upTo(taken));
+}
+
+TEST_F(DeliveryToThread, TellsWhenATriedMessageMayBeTriedAgain) {
+    const auto tryNext = [this] { return tryPattern(receiver.id(), 1, size); };
+    while (sender.run(tryNext) == 0) {
+    }
+    EXPECT_FALSE(isReadable(sender));
+    received(receiver);
+    EXPECT_TRUE(isReadable(sender));
+    EXPECT_EQ(sender.run(receiveNow), nullptr);
+    EXPECT_FALSE(isReadable(sender));
+    EXPECT_EQ(sender.run(tryNext), 0);
+}
+
+TEST_F(DeliveryToThread, TriesBehindWhatIsQueued) {
+    sendMoreThanTheKernelTakes(many);
+    const auto tryNext = [this] { return tryPattern(receiver.id(), many, 4); };
+    EXPECT_EQ(sender.run(tryNext), EAGAIN);
+    std::vector<std::uint32_t> numbers;
+    while (numbers.size() < many) {
+        const std::vector<std::uint32_t> more = received(receiver);
+        ASSERT_FALSE(more.empty());
+        numbers.insert(numbers.end(), more.begin(), more.end());
+        sender.run(receiveNow);
+    }
+    EXPECT_EQ(sender.run(tryNext), 0);
+    EXPECT_EQ(numbers, upTo(many));
+    EXPECT_THAT(received(receiver), ElementsAre(many));
+}
+
+TEST_F(DeliveryToThread, LeavesATriedMessageToAReceiverThatWentToItsSender) {
+    const auto tryNext = [this] { return tryPattern(receiver.id(), 1, 4); };
+    EXPECT_EQ(sender.run(tryNext), 0);
+    receiver.run([this] { ozo_delete_mailbox(receiver.id()); });
+    EXPECT_EQ(sender.run(tryNext), ECONNREFUSED);
+    EXPECT_TRUE(received(sender).empty());
+    EXPECT_EQ(sender.run(tryNext), ECONNREFUSED);
+    EXPECT_EQ(receiverGone(sender), 0U);
+}
+
+TEST_F(DeliveryToThread, LeavesATriedMessageOverTheMaximumSizeToItsSender) {
+    ::setenv("OZO_MAX_SIZE", "1024", 1);
+    EXPECT_EQ(sender.run([this] { return tryPattern(receiver.id(), 1, 1025); }), EMSGSIZE);
+    EXPECT_EQ(sender.run([this] { return tryPattern(receiver.id(), 1, 1024); }), 0);
+}
+
+TEST_F(DeliveryToThread, TriesAMessageToItself) {
+    const auto taken = sender.run([this] {
+        std::uint32_t count = 0;
+        while (tryPattern(sender.id(), count, size) == 0)
+            ++count;
+        return count;
+    });
+    EXPECT_EQ(taken, many);
+    EXPECT_EQ(received(sender), upTo(many));
+}
+
+TEST_F(DeliveryToThread, TriesNothingWithoutAMailbox) {
+    EXPECT_EQ(tryPattern(receiver.id(), 1, 4), EINVAL);
 }
 
 TEST_F(DeliveryToThread, GivesDescriptorsBackWhenAPeerGoes) {

@@ -393,4 +393,11 @@ TEST_F(FullBacklog, HasNoRoomForAMessage) {
     EXPECT_EQ(receiveNow(), nullptr);
 }
 
+// Nothing would tell when it has room, so it must not be waited for as a full connection is.
+TEST_F(FullBacklog, LeavesATriedMessageToItsSender) {
+    const Message message(textMessage(1, ""), &ozo_free);
+    EXPECT_NE(ozo_try_send(message.get(), id), 0);
+    EXPECT_EQ(errno, ENOBUFS);
+}
+
 }  // namespace

@@ -128,6 +128,21 @@ TEST_F(OutOfMemory, DropsAndCountsAMessageToSelf) {
     EXPECT_EQ(numbersOfAllWaiting(), std::vector{number});
 }
 
+TEST_F(OutOfMemory, LeavesATriedMessageToItsSender) {
+    create();
+    MailboxThread peer("Peer");
+    Message message(ozo_alloc(4, 1), &ozo_free);
+    int result = 0;
+    sweep([&] { result = ozo_try_send(message.get(), peer.id()); },
+          [&] {
+              EXPECT_NE(result, 0);
+              EXPECT_EQ(errno, ENOMEM);
+          });
+    ASSERT_EQ(result, 0);
+    (void)message.release();
+    EXPECT_EQ(peer.run(numbersOfAllWaiting), std::vector{1U});
+}
+
 TEST_F(OutOfMemory, RefusesToMonitor) {
     create();
     MailboxThread peer("Peer");
