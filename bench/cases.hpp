@@ -1,0 +1,25 @@
+// The cases of the speed program, in groups that are measured together.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "table.hpp"
+#include "turns.hpp"
+
+namespace Qdx::Bench {
+
+struct Settings {
+    Effort effort = Effort::full();
+    // Divides the numbers of series; above 1 the figures mean nothing.
+    std::size_t shrink = 1;
+};
+
+std::vector<Row> sampleCases(const Settings& settings);
+std::vector<Row> seriesCases(const Settings& settings);
+std::vector<Row> pullCases(const Settings& settings);
+std::vector<Row> mailboxCases(const Settings& settings);
+std::vector<Row> memoryCases(const Settings& settings);
+
+}  // namespace Qdx::Bench
