@@ -1,19 +1,14 @@
 #include "benchUnit.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
-#include "batchWriter.hpp"
-
 namespace Qdx::Bench {
 
 namespace {
-
-constexpr std::size_t itemsPerBatch = 1000;
 
 // Real names share their beginnings and differ late.
 constexpr std::array groups = {"rf:tx:power:mean", "rf:tx:power:peak", "rf:rx:level:mean",
@@ -79,26 +74,6 @@ private:
     std::filesystem::path root;
 };
 
-void append(V1::BatchWriter& batch, std::size_t series, std::int64_t value) {
-    if (!batch.addMeasurement(measurementName(series / contextsPerObject), contextOf(series),
-                              {value})) {
-        throw std::length_error("a message has no room for a batch of the benchmarks");
-    }
-}
-
-std::shared_ptr<ozo_msg> messageOf(V1::BatchWriter& batch) {
-    return {V1::toOzoMessage(batch.take()), ozo_free};
-}
-
-// A message with one sample of each of the series first, first + 1, ... first + count - 1.
-std::shared_ptr<ozo_msg> measurementBatch(std::size_t first, std::size_t count) {
-    V1::BatchWriter batch(ozo_get_max_size());
-    for (auto series = first; series < first + count; ++series) {
-        append(batch, series, static_cast<std::int64_t>(series * 7919));
-    }
-    return messageOf(batch);
-}
-
 }  // namespace
 
 std::string measurementName(std::size_t object) {
@@ -115,30 +90,6 @@ std::string contextOf(std::size_t series) {
 
 void useBenchUnit() {
     static const BenchUnit unit;
-}
-
-std::vector<std::shared_ptr<ozo_msg>> measurementBatches(std::size_t series) {
-    std::vector<std::shared_ptr<ozo_msg>> batches;
-    if (series == 1) {
-        V1::BatchWriter batch(ozo_get_max_size());
-        for (std::size_t i = 0; i < itemsPerBatch; ++i) {
-            append(batch, 0, static_cast<std::int64_t>(i));
-        }
-        batches.push_back(messageOf(batch));
-        return batches;
-    }
-    for (std::size_t first = 0; first < series; first += itemsPerBatch) {
-        batches.push_back(measurementBatch(first, std::min(itemsPerBatch, series - first)));
-    }
-    return batches;
-}
-
-std::size_t samplesIn(std::size_t series) {
-    return series == 1 ? itemsPerBatch : series;
-}
-
-std::unique_ptr<Backend::Quardex> collectorWith(std::size_t filters, const std::string& statement) {
-    return collectorWith(std::vector<std::string>(filters, statement));
 }
 
 std::unique_ptr<Backend::Quardex> collectorWith(const std::vector<std::string>& statements) {

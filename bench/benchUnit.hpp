@@ -1,5 +1,4 @@
-// What the benchmarks share: a unit with a large catalogue, series of samples, and collectors with
-// filters.
+// What the benchmarks share: a unit with a large catalogue, and collectors with filters.
 #pragma once
 
 #include <cstdint>
@@ -26,14 +25,8 @@ std::string counterName(std::size_t object);
 // "rfBranch=3,carrierId=7": the context of a series, of which ten share an object.
 std::string contextOf(std::size_t series);
 
-// Messages of up to a thousand items that hold all series once, or one series a thousand times if
-// there is but one.
-std::vector<std::shared_ptr<ozo_msg>> measurementBatches(std::size_t series);
-std::size_t samplesIn(std::size_t series);
-
 // A collector with ample budget and a filter for each capture statement (given without the blank in
 // front).
 std::unique_ptr<Backend::Quardex> collectorWith(const std::vector<std::string>& statements);
-std::unique_ptr<Backend::Quardex> collectorWith(std::size_t filters, const std::string& statement);
 
 }  // namespace Qdx::Bench

@@ -21,5 +21,6 @@ std::vector<Row> seriesCases(const Settings& settings);
 std::vector<Row> pullCases(const Settings& settings);
 std::vector<Row> mailboxCases(const Settings& settings);
 std::vector<Row> memoryCases(const Settings& settings);
+std::vector<Row> comparisonCases(const Settings& settings);
 
 }  // namespace Qdx::Bench

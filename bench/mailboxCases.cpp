@@ -23,7 +23,7 @@ using Tessel::ActiveObject::V1::SchedulingPolicy;
 class StartedCollector {
 public:
     explicit StartedCollector(const Workload& work)
-        : collector(fullCollector({captureMeasurements}, Kind::Measurement, work)) {
+        : collector(fullCollector({captureMeasurements}, work)) {
         std::promise<clockid_t> started;
         thread = ActiveObjectIf::create(
             "collector",
@@ -106,11 +106,9 @@ std::vector<Row> mailboxCases(const Settings& settings) {
     const auto ns = inTurns({{[&] { sender.send(work.messages); }, work.samples,
                               [&] { return collector.nanoseconds(); }}},
                             settings.effort);
-    return {{"end to end, collector's processor time",
-             ns[0],
-             "ns",
-             {},
-             Target{Measure::MillionsPerSecond, 10, 20}}};
+    return {{.name = "end to end, collector's processor time",
+             .value = ns[0],
+             .target = Target{Measure::MillionsPerSecond, 10, 20}}};
 }
 
 }  // namespace Qdx::Bench

@@ -50,7 +50,7 @@ void requireAllValues(const std::string& pulled, std::size_t expected) {
 std::vector<Row> pullCases(const Settings& settings) {
     const auto series = 1000 / settings.shrink;
     const Workload work(Kind::Measurement, series);
-    const auto collector = fullCollector({captureMeasurements}, Kind::Measurement, work);
+    const auto collector = fullCollector({captureMeasurements}, work);
     const auto values = series * valuesPerSeries;
     const auto pulled = filledEncoder(*collector)->build();
     requireAllValues(pulled, values);
@@ -66,9 +66,11 @@ std::vector<Row> pullCases(const Settings& settings) {
         },
         settings.effort);
     return {
-        {"pull, per value with its time", ns[0], "ns", {}, Target{Measure::Value, 30, 20}},
-        {"base64 of a pull, per byte", ns[1], "ns", {}, {}},
-        {"report, per row", ns[2], "ns", {}, {}},
+        {.name = "pull, per value with its time",
+         .value = ns[0],
+         .target = Target{Measure::Value, 30, 20}},
+        {.name = "base64 of a pull, per byte", .value = ns[1]},
+        {.name = "report, per row", .value = ns[2]},
     };
 }
 

@@ -1,42 +1,14 @@
 // The path of a sample: from the batch message to the aggregators of every filter.
+#include <algorithm>
+
 #include "cases.hpp"
-#include "workload.hpp"
-#include "yardstick.hpp"
+#include "contest.hpp"
 
 namespace Qdx::Bench {
 
 namespace {
 
 using Statements = std::vector<std::string>;
-
-// Collectors and the yardstick on the same workload, the yardstick first.
-class Contest {
-public:
-    explicit Contest(const Workload& measured) : work(measured) {
-        contenders.push_back({[this] {
-                                  for (const auto& message : work.messages) {
-                                      yardstick.handle(message.get());
-                                  }
-                              },
-                              work.samples});
-    }
-
-    void enter(const Statements& statements, Kind kind, const Workload& own) {
-        collectors.push_back(fullCollector(statements, kind, own));
-        contenders.push_back(
-            {[collector = collectors.back().get(), &own] { handleAll(*collector, own); },
-             own.samples});
-    }
-    void enter(const Statements& statements) { enter(statements, Kind::Measurement, work); }
-
-    std::vector<double> run(const Effort& effort) const { return inTurns(contenders, effort); }
-
-private:
-    const Workload& work;
-    Yardstick yardstick;
-    std::vector<std::unique_ptr<Backend::Quardex>> collectors;
-    std::vector<Contender> contenders;
-};
 
 constexpr std::size_t idleFilters = 9;
 
@@ -62,35 +34,54 @@ std::vector<Row> sampleCases(const Settings& settings) {
     contest.enter(capturing(5));
     contest.enter(capturing(10));
     contest.enter(oneOfTenCaptures());
-    contest.enter({captureCounters}, Kind::Counter, counterWork);
+    contest.enter({captureCounters}, counterWork);
 
     const auto ns = contest.run(settings.effort);
     const auto yardstick = ns[0];
     const auto idle = (ns[5] - ns[1]) / idleFilters;
     return {
-        {"1 filter", ns[1], "ns", yardstick, Target{Measure::Ratio, 5, 2.8}},
-        {"2 filters, all capture", ns[2], "ns", yardstick, {}},
-        {"5 filters, all capture", ns[3], "ns", yardstick, {}},
-        {"10 filters, all capture", ns[4], "ns", yardstick, Target{Measure::Ratio, 70, 30}},
-        {"10 filters, 1 captures", ns[5], "ns", yardstick, Target{Measure::Ratio, 10, 5}},
-        {"each further filter that doesn't capture", idle, "ns", {}, Target{Measure::Value, 10, 2}},
-        {"1 filter, counters", ns[6], "ns", yardstick, {}},
+        {.name = "1 filter",
+         .value = ns[1],
+         .yardstick = yardstick,
+         .target = Target{Measure::Ratio, 5, 2.8},
+         .points = {{"series", 1000}, {"filters", 1}}},
+        {.name = "2 filters, all capture",
+         .value = ns[2],
+         .yardstick = yardstick,
+         .points = {{"filters", 2}}},
+        {.name = "5 filters, all capture",
+         .value = ns[3],
+         .yardstick = yardstick,
+         .points = {{"filters", 5}}},
+        {.name = "10 filters, all capture",
+         .value = ns[4],
+         .yardstick = yardstick,
+         .target = Target{Measure::Ratio, 70, 30},
+         .points = {{"filters", 10}}},
+        {.name = "10 filters, 1 captures",
+         .value = ns[5],
+         .yardstick = yardstick,
+         .target = Target{Measure::Ratio, 10, 5}},
+        {.name = "each further filter that doesn't capture",
+         .value = idle,
+         .target = Target{Measure::Value, 10, 2}},
+        {.name = "1 filter, counters", .value = ns[6], .yardstick = yardstick},
     };
 }
 
 std::vector<Row> seriesCases(const Settings& settings) {
     std::vector<Row> rows;
-    for (const std::size_t series : {100, 10'000, 100'000}) {
+    for (const std::size_t series : {100, 300, 3000, 10'000, 30'000, 100'000}) {
         const Workload work(Kind::Measurement, std::max<std::size_t>(series / settings.shrink, 10));
         Contest contest(work);
         contest.enter(capturing(1));
         const auto ns = contest.run(settings.effort);
-        Row row{"1 filter, " + std::to_string(series) + " series", ns[1], "ns", ns[0], {}};
-        if (series == 100'000) {
-            row.target = Target{Measure::Ratio, 5, 2.5};
-        }
-        rows.push_back(row);
+        rows.push_back({.name = "1 filter, " + std::to_string(series) + " series",
+                        .value = ns[1],
+                        .yardstick = ns[0],
+                        .points = {{"series", series}}});
     }
+    rows.back().target = Target{Measure::Ratio, 5, 2.5};
     return rows;
 }
 

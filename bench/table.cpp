@@ -9,7 +9,15 @@ namespace Qdx::Bench {
 
 namespace {
 
-using Cells = std::array<std::string, 8>;
+using Cells = std::array<std::string, 9>;
+
+const Cells titles = {"case", "value", "unit",    "yardstick",  "ratio",
+                      "must", "aim",   "verdict", "to 1 filter"};
+constexpr std::size_t lastColumn = std::tuple_size_v<Cells> - 1;
+
+bool isText(std::size_t column) {
+    return column == 0 || column == 2 || column == 7;
+}
 
 std::string number(double value) {
     std::ostringstream text;
@@ -49,9 +57,13 @@ bool holds(const Row& row, double value) {
     return false;
 }
 
+std::string times(double value, const std::optional<double>& reference) {
+    return reference ? number(value / *reference) + " x" : "";
+}
+
 std::string ratio(const Row& row) {
     if (row.yardstick) {
-        return number(row.value / *row.yardstick) + " x";
+        return times(row.value, row.yardstick);
     }
     const bool isRate = row.target && row.target->measure == Measure::MillionsPerSecond;
     return isRate ? number(millionsPerSecond(row.value)) + " M/s" : "";
@@ -66,7 +78,17 @@ Cells cellsOf(const Row& row) {
             ratio(row),
             row.target ? limit(row, row.target->must) : "",
             aims ? limit(row, *row.target->aim) : "",
-            verdict(row)};
+            verdict(row),
+            times(row.value, row.collector)};
+}
+
+std::string pointsOf(const Row& row) {
+    std::string text;
+    for (const auto& point : row.points) {
+        text += text.empty() ? "" : " ";
+        text += point.curve + "=" + std::to_string(point.x);
+    }
+    return text;
 }
 
 }  // namespace
@@ -82,8 +104,7 @@ std::string verdict(const Row& row) {
 }
 
 void print(const std::vector<Row>& rows, std::ostream& out) {
-    std::vector<Cells> lines{
-        {"case", "value", "unit", "yardstick", "ratio", "must", "aim", "verdict"}};
+    std::vector<Cells> lines{titles};
     std::transform(rows.begin(), rows.end(), std::back_inserter(lines), cellsOf);
     std::array<std::size_t, std::tuple_size_v<Cells>> widths{};
     for (const auto& line : lines) {
@@ -93,14 +114,26 @@ void print(const std::vector<Row>& rows, std::ostream& out) {
     }
     for (const auto& line : lines) {
         std::ostringstream text;
-        for (std::size_t column = 0; column < widths.size(); ++column) {
-            const bool isText = column == 0 || column == 2 || column == widths.size() - 1;
-            text << (column == 0 ? "" : "  ") << (isText ? std::left : std::right)
+        for (std::size_t column = 0; column <= lastColumn; ++column) {
+            text << (column == 0 ? "" : "  ") << (isText(column) ? std::left : std::right)
                  << std::setw(static_cast<int>(widths[column])) << line[column];
         }
         auto untrimmed = text.str();
         untrimmed.erase(untrimmed.find_last_not_of(' ') + 1);
         out << untrimmed << '\n';
+    }
+}
+
+void printTabbed(const std::vector<Row>& rows, std::ostream& out) {
+    const auto line = [&out](const Cells& cells, const std::string& points) {
+        for (const auto& cell : cells) {
+            out << cell << '\t';
+        }
+        out << points << '\n';
+    };
+    line(titles, "points");
+    for (const auto& row : rows) {
+        line(cellsOf(row), pointsOf(row));
     }
 }
 

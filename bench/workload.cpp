@@ -72,10 +72,10 @@ void handle(Backend::Quardex& collector, const Messages& messages) {
 }
 
 // Brings the windows of the series out of step.
-void stagger(Backend::Quardex& collector, Kind kind, std::size_t series) {
-    MessageMaker make(kind);
+void stagger(Backend::Quardex& collector, const Workload& work) {
+    MessageMaker make(work.kind);
     for (std::size_t step = 1; step < samplesPerWindow; ++step) {
-        auto chosen = randomOrder(series);
+        auto chosen = randomOrder(work.series);
         std::erase_if(chosen, [step](auto one) { return one % samplesPerWindow < step; });
         handle(collector, messagesOf(make, chosen));
     }
@@ -83,7 +83,8 @@ void stagger(Backend::Quardex& collector, Kind kind, std::size_t series) {
 
 }  // namespace
 
-Workload::Workload(Kind kind, std::size_t numberOfSeries) : series(numberOfSeries), samples(0) {
+Workload::Workload(Kind kindOfSamples, std::size_t numberOfSeries)
+    : kind(kindOfSamples), series(numberOfSeries), samples(0) {
     MessageMaker make(kind);
     auto order = randomOrder(series);
     for (const auto once = order; order.size() < itemsPerMessage;) {
@@ -101,9 +102,9 @@ void handleAll(Backend::Quardex& collector, const Workload& work) {
 }
 
 std::unique_ptr<Backend::Quardex> fullCollector(const std::vector<std::string>& statements,
-                                                Kind kind, const Workload& work) {
+                                                const Workload& work) {
     auto collector = collectorWith(statements);
-    stagger(*collector, kind, work.series);
+    stagger(*collector, work);
     const auto wanted = samplesUntilFull * work.series;
     for (std::size_t handled = 0; handled < wanted; handled += work.samples) {
         handleAll(*collector, work);

@@ -17,8 +17,9 @@ using Messages = std::vector<std::shared_ptr<ozo_msg>>;
 // Samples of a number of series, a thousand to a message, all series in one random order that
 // repeats, values from all of int64. The same for every run.
 struct Workload {
-    Messages messages;
+    Kind kind;
     std::size_t series;
+    Messages messages;
     std::size_t samples;  // in all messages together
 
     // REQUIRES: the catalogue has the objects, ten series to each.
@@ -40,6 +41,6 @@ void handleAll(Backend::Quardex& collector, const Workload& work);
 // A collector with a filter for each statement, and every list and history full. The windows of the
 // series are at different places, so that every batch closes some.
 std::unique_ptr<Backend::Quardex> fullCollector(const std::vector<std::string>& statements,
-                                                Kind kind, const Workload& work);
+                                                const Workload& work);
 
 }  // namespace Qdx::Bench
