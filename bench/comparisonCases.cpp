@@ -7,7 +7,7 @@
 namespace Qdx::Bench {
 
 std::vector<Row> comparisonCases(const Settings& settings) {
-    const Workload work(Kind::Measurement, 1000 / settings.shrink);
+    const Workload work(Kind::Measurement, settings.series(1000));
     Contest contest(work);
     contest.enter({captureMeasurements});
     std::vector<std::string> names;

@@ -100,7 +100,7 @@ private:
 }  // namespace
 
 std::vector<Row> mailboxCases(const Settings& settings) {
-    const Workload work(Kind::Measurement, 1000 / settings.shrink);
+    const Workload work(Kind::Measurement, settings.series(1000));
     const StartedCollector collector(work);
     const Sender sender;
     const auto ns = inTurns({{[&] { sender.send(work.messages); }, work.samples,

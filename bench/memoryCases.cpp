@@ -20,7 +20,7 @@ std::size_t heapInUse() {
 }  // namespace
 
 std::vector<Row> memoryCases(const Settings& settings) {
-    const auto series = 1000 / settings.shrink;
+    const auto series = settings.series(1000);
     const Workload work(Kind::Measurement, series);
     useBenchUnit();
     Backend::InfoObjectListIf::getInstance();  // loads the catalogue, which is no series' own

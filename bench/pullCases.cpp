@@ -48,7 +48,7 @@ void requireAllValues(const std::string& pulled, std::size_t expected) {
 }  // namespace
 
 std::vector<Row> pullCases(const Settings& settings) {
-    const auto series = 1000 / settings.shrink;
+    const auto series = settings.series(1000);
     const Workload work(Kind::Measurement, series);
     const auto collector = fullCollector({captureMeasurements}, work);
     const auto values = series * valuesPerSeries;

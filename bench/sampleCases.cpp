@@ -1,6 +1,4 @@
 // The path of a sample: from the batch message to the aggregators of every filter.
-#include <algorithm>
-
 #include "cases.hpp"
 #include "contest.hpp"
 
@@ -25,7 +23,7 @@ Statements oneOfTenCaptures() {
 }  // namespace
 
 std::vector<Row> sampleCases(const Settings& settings) {
-    const auto series = 1000 / settings.shrink;
+    const auto series = settings.series(1000);
     const Workload measurementWork(Kind::Measurement, series);
     const Workload counterWork(Kind::Counter, series);
     Contest contest(measurementWork);
@@ -72,7 +70,7 @@ std::vector<Row> sampleCases(const Settings& settings) {
 std::vector<Row> seriesCases(const Settings& settings) {
     std::vector<Row> rows;
     for (const std::size_t series : {100, 300, 3000, 10'000, 30'000, 100'000}) {
-        const Workload work(Kind::Measurement, std::max<std::size_t>(series / settings.shrink, 10));
+        const Workload work(Kind::Measurement, settings.series(series));
         Contest contest(work);
         contest.enter(capturing(1));
         const auto ns = contest.run(settings.effort);

@@ -87,7 +87,7 @@ void run(const Options& options) {
         std::cout << profiledSamples(options.fixedPasses) << " samples\n";
         return;
     }
-    const auto settings = options.quick ? Settings{Effort::quick(), 50} : Settings{};
+    const auto settings = options.quick ? Settings{Effort::quick(), 500} : Settings{};
     const auto rows = measure(options.groups, settings);
     print(rows, std::cout);
     if (!options.tabbedFile.empty()) {
