@@ -20,9 +20,10 @@ check:
 	@scripts/build dev
 	@scripts/check
 
+# Beside other programs and a yardstick, e.g. make bench ARGS=--write for doc/performance.md
 bench:
-	@scripts/install-deps
-	@scripts/build bench qdx_bench
+	@scripts/install-deps bench
+	@scripts/build bench qdx_speed
 	@scripts/bench $(ARGS)
 
 # Seconds for each fuzz target, e.g. make fuzz ARGS=600

@@ -1,24 +1,28 @@
 #include "benchUnit.hpp"
 
-#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
-#include "batchWriter.hpp"
-
 namespace Qdx::Bench {
 
 namespace {
 
-constexpr std::size_t itemsPerBatch = 1000;
+// Real names share their beginnings and differ late.
+constexpr std::array groups = {"rf:tx:power:mean", "rf:tx:power:peak", "rf:rx:level:mean",
+                               "rf:rx:noise:peak", "ul:harq:ack:rate", "dl:harq:ack:rate",
+                               "ul:prb:load:mean", "dl:prb:load:mean", "hw:temp:pa:board",
+                               "sw:cpu:core:load"};
 
-// 20 characters; the number stands in front, so that names differ early.
-std::string objectName(std::size_t object) {
-    auto name = std::to_string(object) + ":bench:measurement:";
-    name.resize(20, 'x');
-    return name;
+// "rf:tx:power:mean:042": 20 characters.
+std::string nameInGroup(std::size_t object, char firstDigit, std::size_t digits) {
+    const auto number = std::to_string(object / groups.size());
+    auto name = groups[object % groups.size()] + std::string(1, ':');
+    name.append(3 - digits, firstDigit);
+    name.append(digits - number.size(), '0');
+    return name.append(number);
 }
 
 class BenchUnit {
@@ -44,11 +48,19 @@ private:
     void writeCatalogue() const {
         std::ofstream file(root / "list.xml");
         file << "<infoObjectList><tags><tag name='BENCH'/></tags><objects>";
-        for (std::size_t object = 0; object < objects; ++object) {
-            file << "<object id='" << object + 1 << "' name='" << objectName(object)
-                 << "' type='meas'><tags>BENCH</tags></object>";
+        for (std::size_t object = 0; object < measurements; ++object) {
+            writeObject(file, object + 1, measurementName(object), "meas");
+        }
+        for (std::size_t object = 0; object < counters; ++object) {
+            writeObject(file, measurements + object + 1, counterName(object), "counter");
         }
         file << "</objects></infoObjectList>";
+    }
+
+    static void writeObject(std::ostream& file, std::size_t id, const std::string& name,
+                            const char* type) {
+        file << "<object id='" << id << "' name='" << name << "' type='" << type
+             << "'><tags>BENCH</tags></object>";
     }
 
     void writeDatabase() const {
@@ -62,63 +74,37 @@ private:
     std::filesystem::path root;
 };
 
-void append(V1::BatchWriter& batch, std::size_t series, std::int64_t value) {
-    const auto context = "rfBranch=" + std::to_string(series % contextsPerObject) + ",carrierId=7";
-    if (!batch.addMeasurement(objectName(series / contextsPerObject), context, {value})) {
-        throw std::length_error("a message has no room for a batch of the benchmarks");
-    }
-}
-
-std::shared_ptr<ozo_msg> messageOf(V1::BatchWriter& batch) {
-    return {V1::toOzoMessage(batch.take()), ozo_free};
-}
-
-// A message with one sample of each of the series first, first + 1, ... first + count - 1.
-std::shared_ptr<ozo_msg> measurementBatch(std::size_t first, std::size_t count) {
-    V1::BatchWriter batch(ozo_get_max_size());
-    for (auto series = first; series < first + count; ++series) {
-        append(batch, series, static_cast<std::int64_t>(series * 7919));
-    }
-    return messageOf(batch);
-}
-
 }  // namespace
+
+std::string measurementName(std::size_t object) {
+    return nameInGroup(object, '0', 3);
+}
+
+std::string counterName(std::size_t object) {
+    return nameInGroup(object, 'c', 2);
+}
+
+std::string contextOf(std::size_t series) {
+    return "rfBranch=" + std::to_string(series % contextsPerObject) + ",carrierId=7";
+}
 
 void useBenchUnit() {
     static const BenchUnit unit;
 }
 
-std::vector<std::shared_ptr<ozo_msg>> measurementBatches(std::size_t series) {
-    std::vector<std::shared_ptr<ozo_msg>> batches;
-    if (series == 1) {
-        V1::BatchWriter batch(ozo_get_max_size());
-        for (std::size_t i = 0; i < itemsPerBatch; ++i) {
-            append(batch, 0, static_cast<std::int64_t>(i));
-        }
-        batches.push_back(messageOf(batch));
-        return batches;
-    }
-    for (std::size_t first = 0; first < series; first += itemsPerBatch) {
-        batches.push_back(measurementBatch(first, std::min(itemsPerBatch, series - first)));
-    }
-    return batches;
-}
-
-std::size_t samplesIn(std::size_t series) {
-    return series == 1 ? itemsPerBatch : series;
-}
-
-std::unique_ptr<Backend::Quardex> collectorWith(std::size_t filters, const std::string& statement) {
+std::unique_ptr<Backend::Quardex> collectorWith(const std::vector<std::string>& statements) {
     using namespace Backend;
     useBenchUnit();
     auto collector = std::make_unique<Quardex>();
     collector->allocateGlobalMemory();
     collector->determineMaxNumberOfFilters();
-    auto text = " " + statement;
-    const std::vector<CaptureStatement> statements{CaptureStatement::parse(text).value()};
-    for (std::size_t i = 0; i < filters; ++i) {
-        collector->createFilter(FilterId{static_cast<std::int64_t>(i)}, std::to_string(i),
-                                statements, 0, Enabled::Yes, Static::No, Printable::No);
+    std::int64_t id = 0;
+    for (const auto& statement : statements) {
+        auto text = " " + statement;
+        const std::vector<CaptureStatement> parsed{CaptureStatement::parse(text).value()};
+        collector->createFilter(FilterId{id}, std::to_string(id), parsed, 0, Enabled::Yes,
+                                Static::No, Printable::Yes);
+        ++id;
     }
     return collector;
 }
