@@ -47,6 +47,9 @@ public:
 
     std::uint32_t hashOf(std::string_view key) const;
 
+    // Asks for the memory that find() will read first.
+    void fetch(std::uint32_t hash) const { __builtin_prefetch(&table[hash & mask]); }
+
     // Null when the key has no route. Valid until the next add() or clear().
     const Route* find(std::string_view key, std::uint32_t hash) const {
         for (auto place = hash & mask; table[place].keySize != 0; place = (place + 1) & mask) {

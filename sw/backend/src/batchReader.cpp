@@ -1,7 +1,6 @@
 #include "batchReader.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "bigEndian.hpp"
@@ -32,20 +31,6 @@ BatchReader::BatchReader(std::span<const unsigned char> batch)
       recordEndUntrusted(counterEndUntrusted + V1::readBigEndian32(&batch[V1::recordBytesOffset])) {
 }
 
-bool BatchReader::peekKey(std::string_view& key) const {
-    const auto* text = reinterpret_cast<const char*>(message.data()) + cursor;
-    const auto* nul = static_cast<const char*>(std::memchr(text, 0, message.size() - cursor));
-    if (nul == nullptr) {
-        return false;
-    }
-    key = {text, static_cast<std::size_t>(nul - text)};
-    return true;
-}
-
-bool BatchReader::readHeadOf(std::string_view key, std::uint32_t& size) {
-    return readSizeBehind(key.size() + 1, size);
-}
-
 bool BatchReader::readHead(BatchItem& item) {
     std::string_view text;
     if (!peekKey(text)) {
@@ -59,25 +44,6 @@ bool BatchReader::readHead(BatchItem& item) {
         headBytes += item.context.size() + 1;
     }
     return readSizeBehind(headBytes, item.size);
-}
-
-bool BatchReader::readSizeBehind(std::size_t headBytes, std::uint32_t& size) {
-    const auto sizeOffset = cursor + headBytes;
-    if (message.size() - sizeOffset < sizeof(size)) {
-        return false;
-    }
-    size = V1::readBigEndian32(&message[sizeOffset]);
-    cursor = sizeOffset + sizeof(size);
-    return true;
-}
-
-bool BatchReader::readPayload(std::size_t size, std::span<const unsigned char>& payload) {
-    if (message.size() - cursor < size) {
-        return false;
-    }
-    payload = message.subspan(cursor, size);
-    cursor += size;
-    return true;
 }
 
 }  // namespace Qdx::Backend

@@ -11,7 +11,7 @@
 namespace Qdx::Backend {
 
 // First in, first out. Aggregators of many series lie far apart, so the time of a sample is the
-// time of the memory: what the next feeds need is asked for while the present one is done.
+// time of the memory: what the samples behind need is asked for while the oldest is fed.
 //
 // The feeds must stay where they are until drain(). An exception of a feed leaves the queue
 // useless.
@@ -24,17 +24,21 @@ public:
         if (feeds.empty()) {
             return;
         }
-        if (pushed - fed == samples.size()) {
-            feedOldest();
-        }
         at(pushed++) = {feeds, value};
         fetch(feeds.data(), feeds.size_bytes());
+        if (pushed - fetched > feedsOnTheirWay) {
+            fetchAggregators(at(fetched++));
+        }
+        if (pushed - fed > allOnTheirWay) {
+            feed(at(fed++));
+        }
     }
 
     void drain() {
         while (fed != pushed) {
-            feedOldest();
+            feed(at(fed++));
         }
+        fetched = pushed;
     }
 
 private:
@@ -43,9 +47,11 @@ private:
         T value;
     };
 
+    // Samples whose feeds are being fetched, and with them those whose aggregators are.
+    static constexpr unsigned feedsOnTheirWay = 2;
+    static constexpr unsigned allOnTheirWay = 5;
+    static constexpr unsigned capacity = 8;
     static constexpr std::size_t line = 64;
-    // Feeds between the one whose memory is asked for and the one that is fed.
-    static constexpr std::size_t distance = 12;
 
     static void fetch(const void* memory, std::size_t size) {
         const auto* bytes = static_cast<const char*>(memory);
@@ -54,45 +60,27 @@ private:
         }
     }
 
-    Sample& at(std::size_t number) { return samples[number % samples.size()]; }
+    static void fetchAggregators(const Sample& sample) {
+        for (const auto& feed : sample.feeds) {
+            fetch(feed.aggregator, line);
+            fetch(feed.circle.next, line);
+        }
+    }
 
-    void feedOldest() {
-        auto& sample = at(fed);
+    void feed(const Sample& sample) const {
         for (auto& [aggregator, params, circle] : sample.feeds) {
-            while (ahead < distance && fetchNext()) {
-            }
-            --ahead;
             aggregator->feedCircle(params, now, sample.value, circle);
         }
-        ++fed;
     }
 
-    // False when the memory of all that is queued was asked for.
-    bool fetchNext() {
-        if (fetching == pushed) {
-            return false;
-        }
-        const auto& feeds = at(fetching).feeds;
-        const auto& feed = feeds[fetchingFeed];
-        fetch(feed.aggregator, line);
-        fetch(feed.circle.next, line);
-        ++ahead;
-        if (++fetchingFeed == feeds.size()) {
-            ++fetching;
-            fetchingFeed = 0;
-        }
-        return true;
-    }
+    Sample& at(unsigned number) { return samples[number % capacity]; }
 
     time_point now;
-    std::array<Sample, 8> samples;
-    // Numbers of samples, from the first on; the array holds those from fed to pushed.
-    std::size_t pushed = 0;
-    std::size_t fed = 0;
-    // The feed whose memory is asked for next, and how many were asked for and not fed yet.
-    std::size_t fetching = 0;
-    std::size_t fetchingFeed = 0;
-    std::size_t ahead = 0;
+    std::array<Sample, capacity> samples;
+    // Numbers of samples, from the first on. They may wrap: only their differences count.
+    unsigned pushed = 0;
+    unsigned fetched = 0;
+    unsigned fed = 0;
 };
 
 }  // namespace Qdx::Backend

@@ -93,6 +93,23 @@ std::string jsonOf(const Qdx::RadioMetaData& metaData) {
     return json;
 }
 
+// The key of the item that is next.
+struct Key {
+    std::string_view text;
+    std::uint32_t hash = 0;
+};
+
+// Asks for what a look-up of the key will read. An empty key, which has no route, if the text would
+// run past the message.
+Key peekKey(const BatchReader& batch, const SampleRoutes& routes) {
+    Key key;
+    if (batch.peekKey(key.text)) {
+        key.hash = routes.hashOf(key.text);
+        routes.fetch(key.hash);
+    }
+    return key;
+}
+
 void traceCutHead(const BatchReader& batch) {
     QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the head of the item at offset "
                          << batch.offset() << ". Dropping the rest of the message.");
@@ -190,11 +207,11 @@ bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObj
     BatchItem item;
     Bytes payload;
     FeedQueue<T> queue(currTime);
+    auto key = peekKey(batch, routes);
     while (batch.isBefore(sectionEnd)) {
-        std::string_view key;
-        const auto* route = batch.peekKey(key) ? routes.find(key, routes.hashOf(key)) : nullptr;
+        const auto* route = routes.find(key.text, key.hash);
         const bool whole =
-            route != nullptr ? batch.readHeadOf(key, item.size) : batch.readHead(item);
+            route != nullptr ? batch.readHeadOf(key.text, item.size) : batch.readHead(item);
         if (!whole) {
             queue.drain();
             traceCutHead(batch);
@@ -211,6 +228,7 @@ bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObj
             return false;
         }
         const T value{static_cast<std::int64_t>(V1::readBigEndian64(payload.data()))};
+        key = peekKey(batch, routes);
         if (route == nullptr) {
             queue.drain();
             handleUnknownKey(item, type, value, push);

@@ -27,9 +27,18 @@ std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
     return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-std::uint64_t word(const char* bytes, std::size_t size) {
+std::uint64_t word(const char* bytes) {
     std::uint64_t value = 0;
-    std::memcpy(&value, bytes, size);
+    std::memcpy(&value, bytes, sizeof(value));
+    return value;
+}
+
+// Fewer bytes than a word.
+std::uint64_t shortWord(const char* bytes, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    }
     return value;
 }
 
@@ -38,16 +47,22 @@ std::uint64_t word(const char* bytes, std::size_t size) {
 SampleRoutes::SampleRoutes(std::size_t byteLimit)
     : limit(byteLimit), seed(randomSeed()), table(1) {}
 
+// Two words at a time; the last two overlap those before.
 std::uint32_t SampleRoutes::hashOf(std::string_view key) const {
     constexpr std::uint64_t odd = 0x9E37'79B9'7F4A'7C15;
     constexpr std::size_t wordSize = sizeof(std::uint64_t);
-    auto state = seed ^ key.size();
+    const auto size = key.size();
     const auto* bytes = key.data();
-    auto left = key.size();
-    for (; left > wordSize; left -= wordSize, bytes += wordSize) {
-        state = mix(state ^ word(bytes, wordSize), odd);
+    auto state = seed ^ size;
+    if (size < wordSize) {
+        return static_cast<std::uint32_t>(mix(state ^ shortWord(bytes, size), odd));
     }
-    return static_cast<std::uint32_t>(mix(state ^ word(bytes, left), odd));
+    for (std::size_t i = 0; i + 2 * wordSize < size; i += 2 * wordSize) {
+        state = mix(state ^ word(bytes + i), odd ^ word(bytes + i + wordSize));
+    }
+    const auto last = size < 2 * wordSize ? 0 : size - 2 * wordSize;
+    return static_cast<std::uint32_t>(
+        mix(state ^ word(bytes + last), odd ^ word(bytes + size - wordSize)));
 }
 
 void SampleRoutes::add(std::string_view key, InfoObjectType type, std::span<const Feed> keyFeeds) {
