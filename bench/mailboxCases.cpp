@@ -1,7 +1,7 @@
 // Samples end to end: from a frontend's thread over the mailbox to the filter of a started
 // collector. What counts is the processor time of the collector's thread.
 #include <pthread.h>
-#include <time.h>
+#include <ctime>
 
 #include <future>
 #include <stdexcept>

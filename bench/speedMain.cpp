@@ -43,6 +43,7 @@ std::vector<Row> measure(const std::vector<std::string>& chosen, const Settings&
     std::vector<Row> rows;
     for (const auto& group : groups) {
         if (isChosen(chosen, group.name)) {
+            std::cerr << "measuring: " << group.name << '\n';  // some take a while to fill
             const auto measured = group.measure(settings);
             rows.insert(rows.end(), measured.begin(), measured.end());
         }

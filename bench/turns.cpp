@@ -1,7 +1,7 @@
 #include "turns.hpp"
 
 #include <sched.h>
-#include <time.h>
+#include <ctime>
 
 #include <algorithm>
 #include <cmath>
@@ -60,16 +60,14 @@ std::vector<double> inTurns(const std::vector<Contender>& contenders, const Effo
         for (std::size_t i = 0; i < contenders.size(); ++i) {
             const auto& contender = contenders[i];
             const auto warmUp = std::max(timeOf(contender, 1), 1.0);
-            const auto passes =
-                std::max<std::size_t>(1, std::lround(effort.turnNanoseconds / warmUp));
+            const auto passes = static_cast<std::size_t>(
+                std::max(1.0, std::round(effort.turnNanoseconds / warmUp)));
             times[i].push_back(timeOf(contender, passes) /
                                static_cast<double>(passes * contender.units));
         }
     }
-    std::vector<double> medians;
-    for (const auto& one : times) {
-        medians.push_back(median(one));
-    }
+    std::vector<double> medians(times.size());
+    std::transform(times.begin(), times.end(), medians.begin(), median);
     return medians;
 }
 

@@ -84,7 +84,7 @@ void stagger(Backend::Quardex& collector, const Workload& work) {
 }  // namespace
 
 Workload::Workload(Kind kindOfSamples, std::size_t numberOfSeries)
-    : kind(kindOfSamples), series(numberOfSeries), samples(0) {
+    : kind(kindOfSamples), series(numberOfSeries) {
     MessageMaker make(kind);
     auto order = randomOrder(series);
     for (const auto once = order; order.size() < itemsPerMessage;) {

@@ -20,7 +20,7 @@ struct Workload {
     Kind kind;
     std::size_t series;
     Messages messages;
-    std::size_t samples;  // in all messages together
+    std::size_t samples = 0;  // in all messages together
 
     // REQUIRES: the catalogue has the objects, ten series to each.
     Workload(Kind kind, std::size_t series);
@@ -33,7 +33,7 @@ inline const std::string captureMeasurements =
 inline const std::string captureCounters = "sum count 10 1000 list count 100";
 inline const std::string captureNothing = "tags NOBODY " + captureMeasurements;
 
-inline constexpr std::size_t valuesPerSeries = 4 * 100;
+inline constexpr std::size_t valuesPerSeries = 400;
 
 // One pass over all messages, as the collector's handler of batches makes it.
 void handleAll(Backend::Quardex& collector, const Workload& work);
