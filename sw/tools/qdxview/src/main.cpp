@@ -1,54 +1,77 @@
-// Shows people what a pull gave.
+// Shows people what a pull gave, and gives other programs its data.
 #include <google/protobuf/stubs/logging.h>
 #include <sys/ioctl.h>
 #include <sysexits.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <new>
+#include <system_error>
 
-#include "badData.hpp"
-#include "catalogue.hpp"
-#include "inputFile.hpp"
 #include "options.hpp"
-#include "pullText.hpp"
-#include "table.hpp"
+#include "pull/badData.hpp"
+#include "pull/catalogue.hpp"
+#include "pull/inputFile.hpp"
+#include "pull/pullReader.hpp"
+#include "pull/pullWriter.hpp"
 
 namespace {
 
+using Qdx::Pull::Catalogue;
+using Qdx::Pull::PulledMessage;
 using Qdxview::Options;
-
-std::size_t terminalWidth() {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : Qdxview::TableStyle{}.width;
-}
-
-std::vector<Qdx::InfoObjectCollections> readPulls(const std::string& input) {
-    if (input != "-") {
-        return Qdxview::readPulls(Qdxview::readFile(input, Qdxview::longestPullText), input);
-    }
-    const std::string source = "standard input";
-    return Qdxview::readPulls(Qdxview::readAll(std::cin, source, Qdxview::longestPullText), source);
-}
-
-void show(const Options& options) {
-    const auto catalogue = options.catalogue.empty() ? Qdxview::Catalogue()
-                                                     : Qdxview::Catalogue::read(options.catalogue);
-    const Qdxview::TableStyle style{options.width != 0 ? options.width : terminalWidth(),
-                                    options.glyphs};
-    const auto* separator = "";
-    for (const auto& pull : readPulls(options.input)) {
-        std::cout << separator;
-        Qdxview::printTable(std::cout, pull, catalogue, style);
-        separator = "\n";
-    }
-}
 
 int report(const std::string& what, int status) {
     std::cerr << "qdxview: " << what << '\n';
     return status;
+}
+
+// Of the output, if that is a terminal.
+std::size_t widthFor(const Options& options) {
+    if (options.width != 0) {
+        return options.width;
+    }
+    winsize size{};
+    const bool known =
+        options.output == "-" && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : Qdx::Pull::TableStyle{}.width;
+}
+
+std::vector<PulledMessage> readPulls(const Options& options) {
+    const bool isFile = options.input != "-";
+    const auto source = isFile ? options.input : "standard input";
+    auto input = isFile ? Qdx::Pull::readFile(source, Qdx::Pull::longestInput)
+                        : Qdx::Pull::readAll(std::cin, source, Qdx::Pull::longestInput);
+    return Qdx::Pull::readPulls(std::move(input), source, options.inputForm);
+}
+
+int write(std::ostream& out, const std::string& name, const Options& options,
+          const std::vector<PulledMessage>& pulls, const Catalogue& catalogue) {
+    Qdx::Pull::PullWriter writer(out, options.format, catalogue,
+                                 {widthFor(options), options.glyphs});
+    for (const auto& pull : pulls) {
+        writer.write(pull);
+    }
+    return out.flush() ? EX_OK : report("cannot write " + name, EX_IOERR);
+}
+
+// Everything is read before the output is opened: a damaged input leaves an older file alone, and
+// the output may be the input.
+int convert(const Options& options) {
+    const auto catalogue =
+        options.catalogue.empty() ? Catalogue() : Catalogue::read(options.catalogue);
+    const auto pulls = readPulls(options);
+    if (options.output == "-") {
+        return write(std::cout, "the output", options, pulls, catalogue);
+    }
+    std::ofstream file(options.output, std::ios::binary);
+    if (!file) {
+        return report(options.output + ": " + std::generic_category().message(errno), EX_CANTCREAT);
+    }
+    return write(file, options.output, options, pulls, catalogue);
 }
 
 int guardedMain(int argc, char** argv) {
@@ -57,22 +80,27 @@ int guardedMain(int argc, char** argv) {
     if (!options) {
         return status;
     }
+    if (options->format == Qdx::Pull::Format::Raw && options->output == "-" &&
+        isatty(STDOUT_FILENO) != 0) {
+        return report("raw bytes are not for a terminal; redirect them or give --output FILE",
+                      EX_USAGE);
+    }
     // What is wrong with a message is ours to tell, in one line.
     google::protobuf::SetLogHandler(nullptr);
     try {
-        show(*options);
-    } catch (const Qdxview::NoInput& error) {
+        return convert(*options);
+    } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
-    } catch (const Qdxview::BadData& error) {
+    } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
     }
-    return std::cout.flush() ? EX_OK : report("cannot write the output", EX_IOERR);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     try {
+        std::ios::sync_with_stdio(false);
         return guardedMain(argc, argv);
     } catch (const std::bad_alloc&) {
         return report("not enough memory", EX_OSERR);

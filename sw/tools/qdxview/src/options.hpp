@@ -4,15 +4,19 @@
 #include <optional>
 #include <string>
 
-#include "terminalText.hpp"
+#include "pull/pullReader.hpp"
+#include "pull/pullWriter.hpp"
 
 namespace Qdxview {
 
 struct Options {
-    std::string input = "-";  // a file, or "-" for standard input
-    std::string catalogue;    // an info object list file; empty for none
-    std::size_t width = 0;    // columns; 0 for the terminal's
-    Glyphs glyphs = Glyphs::Unicode;
+    std::string input = "-";   // a file, or "-" for standard input
+    std::string output = "-";  // a file, or "-" for standard output
+    std::string catalogue;     // an info object list file; empty for none
+    Qdx::Pull::InputForm inputForm = Qdx::Pull::InputForm::Any;
+    Qdx::Pull::Format format = Qdx::Pull::Format::Table;
+    std::size_t width = 0;  // columns; 0 for the terminal's
+    Qdx::Pull::Glyphs glyphs = Qdx::Pull::Glyphs::Unicode;
 };
 
 // Empty when the program is to end at once, with the status to exit with: after --help and

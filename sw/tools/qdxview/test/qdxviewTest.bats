@@ -60,6 +60,83 @@ view() { run "$QDXVIEW" "$@"; }
     done
 }
 
+@test "writes each format" {
+    view --format table "$pull_file"
+    [ "${lines[0]}" = "Radio: unknown" ]
+    view --format text --catalogue "$list" "$pull_file"
+    [ "$output" = "- a:b - ? 1"$'\n'"- a:b - ? 2" ]
+    view --format csv --catalogue "$list" "$pull_file"
+    [ "${lines[0]}" = time,id,name,tags,kind,context,value,unit,raw,aggregation,scope,size ]
+    [ "${lines[2]}" = ,7,a:b,,measurement,,2,,2,,, ]
+    view --format json "$pull_file"
+    [ "$output" = '{"version":1,"measurementCollections":[{"id":7,"values":["1","2"]}]}' ]
+    [ "$("$QDXVIEW" --format raw "$pull_file" | base64)" = CAESBggHEAEQAg== ]
+}
+
+@test "draws a table in a pipe and in a file too" {
+    view --output "$BATS_TEST_TMPDIR/out" "$pull_file"
+    [ "$status" -eq 0 ]
+    [ -z "$output" ]
+    [ "$(head -n 1 "$BATS_TEST_TMPDIR/out")" = "Radio: unknown" ]
+}
+
+@test "reads raw bytes as it wrote them" {
+    raw=$BATS_TEST_TMPDIR/pull.raw
+    "$QDXVIEW" --format raw --output "$raw" "$pull_file"
+    cmp "$raw" <(echo CAESBggHEAEQAg== | base64 -d)
+    for options in '' --raw; do
+        run "$QDXVIEW" $options --format json "$raw"
+        [ "$status" -eq 0 ]
+        [ "$output" = '{"version":1,"measurementCollections":[{"id":7,"values":["1","2"]}]}' ]
+    done
+    run "$QDXVIEW" --format json <"$raw"
+    [ "$status" -eq 0 ]
+}
+
+@test "reads bytes that begin with no version when told that they are raw" {
+    printf '\x12\x02\x08\x07\x08\x01' >"$BATS_TEST_TMPDIR/pull.raw"
+    view --format json "$BATS_TEST_TMPDIR/pull.raw"
+    [ "$status" -eq 65 ]
+    view --raw --format json "$BATS_TEST_TMPDIR/pull.raw"
+    [ "$status" -eq 0 ]
+    [ "$output" = '{"version":1,"measurementCollections":[{"id":7}]}' ]
+}
+
+@test "keeps raw bytes off a terminal" {
+    run script -qec "$QDXVIEW --format raw $pull_file" /dev/null </dev/null
+    [ "$status" -eq 64 ]
+    [[ $output == "qdxview: raw bytes are not for a terminal; redirect them or give --output FILE"* ]]
+    run script -qec "$QDXVIEW --format raw --output $BATS_TEST_TMPDIR/out $pull_file" /dev/null </dev/null
+    [ "$status" -eq 0 ]
+    [ "$(base64 "$BATS_TEST_TMPDIR/out")" = CAESBggHEAEQAg== ]
+}
+
+@test "writes its output over its input" {
+    view --format csv --output "$pull_file" "$pull_file"
+    [ "$status" -eq 0 ]
+    [ "$(wc -l <"$pull_file")" -eq 3 ]
+}
+
+@test "leaves an older output alone when the input is damaged" {
+    echo older >"$BATS_TEST_TMPDIR/out"
+    run "$QDXVIEW" --format csv --output "$BATS_TEST_TMPDIR/out" <<<'<QdxOutput>'
+    [ "$status" -eq 65 ]
+    [ "$(<"$BATS_TEST_TMPDIR/out")" = older ]
+}
+
+@test "refuses damaged raw bytes with 65 and one line" {
+    printf '\x08\x01\x12\x05' >"$BATS_TEST_TMPDIR/pull.raw"
+    view "$BATS_TEST_TMPDIR/pull.raw"
+    [ "$status" -eq 65 ]
+    [ "$output" = "qdxview: $BATS_TEST_TMPDIR/pull.raw: 4 bytes that are no collections" ]
+}
+
+@test "tells of an output that cannot be created with 73" {
+    view --output "$BATS_TEST_TMPDIR/missing/out" "$pull_file"
+    [ "$status" -eq 73 ]
+    [ "$output" = "qdxview: $BATS_TEST_TMPDIR/missing/out: No such file or directory" ]
+}
+
 @test "tells its options and its version" {
     view --help
     [ "$status" -eq 0 ]
@@ -72,6 +149,8 @@ view() { run "$QDXVIEW" "$@"; }
 @test "refuses wrong usage with 64" {
     view --bogus
     [ "$status" -eq 64 ]
+    view --format xml "$pull_file"
+    [ "$status" -eq 64 ]
     view --width 3 "$pull_file"
     [ "$status" -eq 64 ]
     view "$pull_file" "$pull_file"
@@ -81,7 +160,7 @@ view() { run "$QDXVIEW" "$@"; }
 @test "refuses damaged input with 65 and one line" {
     run "$QDXVIEW" < <(echo 'No entry with this filterID')
     [ "$status" -eq 65 ]
-    [ "$output" = 'qdxview: standard input: no <QdxOutput> in it; it starts with "No entry with this filterID"' ]
+    [ "$output" = 'qdxview: standard input: no <QdxOutput> in it, and no raw message; it starts with "No entry with this filterID"' ]
 }
 
 @test "refuses a message that protobuf would also complain about with one line" {
@@ -110,10 +189,13 @@ view() { run "$QDXVIEW" "$@"; }
     run bash -c '"$0" "$1" >/dev/full' "$QDXVIEW" "$pull_file"
     [ "$status" -eq 74 ]
     [ "$output" = "qdxview: cannot write the output" ]
+    view --format csv --output /dev/full "$pull_file"
+    [ "$status" -eq 74 ]
+    [ "$output" = "qdxview: cannot write /dev/full" ]
 }
 
 @test "ends cleanly on an endless input" {
     view /dev/zero
     [ "$status" -eq 65 ]
-    [ "$output" = "qdxview: /dev/zero: longer than 16777216 bytes" ]
+    [ "$output" = "qdxview: /dev/zero: longer than 134217728 bytes" ]
 }
