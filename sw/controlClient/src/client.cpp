@@ -32,6 +32,8 @@ std::string reasonOf(int error) {
 
 }  // namespace
 
+Client::Client() : Client(ClientOptions()) {}
+
 Client::Client(ClientOptions theOptions)
     : options(completed(std::move(theOptions))),
       mailbox(options.mailbox),

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <functional>
+#include <utility>
 
 #include "control/client.hpp"
 
@@ -18,7 +19,8 @@ namespace Qdx::Control {
 
 class BlockingClient {
 public:
-    explicit BlockingClient(ClientOptions options = {}) : client(std::move(options)) {}
+    BlockingClient() = default;
+    explicit BlockingClient(ClientOptions options) : client(std::move(options)) {}
 
     Result connect();
     Result exchangeCapabilities();

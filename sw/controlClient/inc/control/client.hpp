@@ -38,7 +38,8 @@ struct ClientOptions : Options {
 
 class Client {
 public:
-    explicit Client(ClientOptions options = {});
+    Client();
+    explicit Client(ClientOptions options);
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
