@@ -87,9 +87,14 @@ protected:
         Frontend::awaitHandled();
     }
 
+    void start() {
+        startCollector();
+        descriptorsAtStart = descriptors();
+    }
+
     // A collector with contents of some chunks in filter 11.
     void startWithContents(std::size_t series = 10, std::size_t each = 10) {
-        startCollector();
+        start();
         createFilter({"list count 1000"});
         const Frontend frontend;
         Frontend::sendMetaData();
@@ -113,6 +118,11 @@ protected:
                              std::filesystem::directory_iterator());
     }
 
+    void expectDescriptorsAsAtStart() const {
+        EXPECT_TRUE(comesTrue([this] { return descriptors() == descriptorsAtStart; }))
+            << descriptors() << " instead of " << descriptorsAtStart;
+    }
+
     // All connections are free once ten clients can have one each.
     static bool allConnectionsComeFree() {
         return comesTrue([] {
@@ -124,6 +134,8 @@ protected:
                                [](const auto& holder) { return holder->awaitExit() == 0; });
         });
     }
+
+    std::ptrdiff_t descriptorsAtStart = 0;
 };
 
 // --- The commands ------------------------------------------------------------------------------
@@ -238,7 +250,7 @@ TEST_F(ControlClientsTest, EleventhConnectionIsRejectedAndAcceptedAfterOneGoes) 
 }
 
 TEST_F(ControlClientsTest, ThousandConnectionsLeaveNothingBehind) {
-    startCollector();
+    start();
     std::size_t rejections = 0;
     const auto connectOnce = [&rejections] {
         while (true) {
@@ -257,7 +269,6 @@ TEST_F(ControlClientsTest, ThousandConnectionsLeaveNothingBehind) {
     }
     EXPECT_TRUE(allConnectionsComeFree());
     const auto memoryBefore = residentBytes();
-    const auto descriptorsBefore = descriptors();
 
     std::thread others([] {
         for (int i = 0; i < 10; ++i) {
@@ -270,8 +281,7 @@ TEST_F(ControlClientsTest, ThousandConnectionsLeaveNothingBehind) {
     others.join();
 
     EXPECT_TRUE(allConnectionsComeFree());
-    EXPECT_TRUE(comesTrue([&] { return descriptors() == descriptorsBefore; }))
-        << descriptors() << " instead of " << descriptorsBefore;
+    expectDescriptorsAsAtStart();
     EXPECT_LE(residentBytes(), memoryBefore + allocatorKeeps);
 }
 
@@ -378,14 +388,13 @@ TEST_F(ControlClientsTest, LargePullIsTheShellsToTheByteAndLeavesNoMemoryBehind)
 
     ASSERT_TRUE(allConnectionsComeFree());
     const auto memoryBefore = residentBytes();
-    const auto descriptorsBefore = descriptors();
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(qfci({"pull", "11", "--output", pulled}), (Answer{0, ""}));
         EXPECT_EQ(run({"/usr/bin/cmp", typed, pulled}), (Answer{0, ""}));
     }
     ASSERT_TRUE(allConnectionsComeFree());
     EXPECT_LE(residentBytes(), memoryBefore + allocatorKeeps);
-    EXPECT_TRUE(comesTrue([&] { return descriptors() == descriptorsBefore; }));
+    expectDescriptorsAsAtStart();
 }
 
 // --- Clients that misbehave --------------------------------------------------------------------
@@ -463,7 +472,6 @@ TEST_F(ControlClientsTest, ClientKilledInMidStreamGivesItsConnectionBack) {
     const auto whole = qfci({"pull", "11"});
     ASSERT_EQ(whole.status, 0);
     ASSERT_TRUE(allConnectionsComeFree());
-    const auto descriptorsBefore = descriptors();
     const auto memoryBefore = residentBytes();
     for (int i = 0; i < 3; ++i) {
         // Nobody reads on behind the first bytes, so the pull can't have ended.
@@ -475,7 +483,7 @@ TEST_F(ControlClientsTest, ClientKilledInMidStreamGivesItsConnectionBack) {
         EXPECT_TRUE(qfci({"pull", "11"}).output == whole.output);
     }
     EXPECT_TRUE(allConnectionsComeFree());
-    EXPECT_TRUE(comesTrue([&] { return descriptors() == descriptorsBefore; }));
+    expectDescriptorsAsAtStart();
     // A stream that nobody acknowledges stays, once.
     EXPECT_LE(residentBytes(), memoryBefore + 3 * whole.output.size() + allocatorKeeps);
 }

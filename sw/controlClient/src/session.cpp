@@ -53,8 +53,8 @@ Result rejection(PullFilterDataRej::StatusCode status, const std::string& filter
 
 }  // namespace
 
-Session::Session(Options theOptions, Send theSend, Clock theClock)
-    : options(std::move(theOptions)), sendFrame(std::move(theSend)), now(std::move(theClock)) {}
+Session::Session(const Options& theOptions, Send theSend, Clock theClock)
+    : options(theOptions), sendFrame(std::move(theSend)), now(std::move(theClock)) {}
 
 // --- Starting and ending -----------------------------------------------------------------------
 

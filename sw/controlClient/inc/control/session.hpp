@@ -66,7 +66,7 @@ public:
     // Takes a whole frame, its number included; valid during the call.
     using Send = std::function<void(std::span<const unsigned char> frame)>;
 
-    Session(Options options, Send send, Clock clock);
+    Session(const Options& options, Send send, Clock clock);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
