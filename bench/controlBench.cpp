@@ -114,7 +114,8 @@ void controlPull(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
     state.counters["chunks/s"] =
         benchmark::Counter(static_cast<double>(chunks), benchmark::Counter::kIsRate);
-    state.counters["chunks/pull"] = static_cast<double>(chunks / state.iterations());
+    state.counters["chunks/pull"] =
+        benchmark::Counter(static_cast<double>(chunks), benchmark::Counter::kAvgIterations);
     state.counters["time/chunk"] = benchmark::Counter(
         static_cast<double>(chunks), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }

@@ -90,7 +90,7 @@ TEST_F(ClientTest, CollectorThatGoesDuringConnectIsNotWaitedFor) {
 
 TEST_F(ClientTest, ConnectsToTheNextCollectorAfterTheLastIsGone) {
     BlockingClient client;
-    for (std::uint32_t reference : {5, 6}) {
+    for (const std::uint32_t reference : {5U, 6U}) {
         std::promise<void> seen;
         {
             const ServerThread thread([&](ScriptedServer& server) {

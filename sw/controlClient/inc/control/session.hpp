@@ -24,6 +24,8 @@
 // procedure. Neither may destroy the session or hand it frames, nor throw. Not thread-safe.
 #pragma once
 
+#include <google/protobuf/message_lite.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -35,10 +37,6 @@
 #include <vector>
 
 #include "control/result.hpp"
-
-namespace google::protobuf {
-class MessageLite;
-}
 
 namespace Qdx::Control {
 

@@ -18,7 +18,7 @@ protected:
         folder = mkdtemp(pattern.data());
         path = (folder / "pull.bin").string();
     }
-    ~OutputFileTest() override { fs::remove_all(folder); }
+    void TearDown() override { fs::remove_all(folder); }
 
     static std::string textOf(const fs::path& file) {
         std::ostringstream text;
