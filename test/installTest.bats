@@ -46,7 +46,7 @@ answers() {
 }
 
 @test "every installed program tells its version, and has a manual page" {
-    for program in bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdxview sbin/qdxd; do
+    for program in bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdxview bin/qfci sbin/qdxd; do
         run "$PREFIX/$program" --version
         [ "$status" -eq 0 ]
         [[ $output == "${program#*/} "[0-9]* ]]

@@ -22,15 +22,26 @@ namespace TestSupport {
 // runs.
 class Process {
 public:
+    // Where standard input comes from: the test's own, or a pipe that stays open and empty.
+    enum class Input { Inherited, Pipe };
+
     explicit Process(std::vector<std::string> words,
-                     const std::map<std::string, std::string>& environment = {}) {
+                     const std::map<std::string, std::string>& environment = {},
+                     Input input = Input::Inherited) {
+        std::array<int, 2> inputPipe{-1, -1};
         std::array<int, 2> output{};
         std::array<int, 2> error{};
         if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(error.data(), O_CLOEXEC) != 0) {
             throw std::runtime_error("no pipes");
         }
+        if (input == Input::Pipe && pipe2(inputPipe.data(), O_CLOEXEC) != 0) {
+            throw std::runtime_error("no pipe");
+        }
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
+        if (input == Input::Pipe) {
+            posix_spawn_file_actions_adddup2(&actions, inputPipe[0], STDIN_FILENO);
+        }
         posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions, error[1], STDERR_FILENO);
         auto arguments = pointersTo(words);
@@ -41,6 +52,10 @@ public:
         posix_spawn_file_actions_destroy(&actions);
         close(output[1]);
         close(error[1]);
+        if (input == Input::Pipe) {
+            close(inputPipe[0]);
+            input_ = inputPipe[1];
+        }
         streams_[0].fd = output[0];
         streams_[1].fd = error[0];
         if (result != 0) {
@@ -48,6 +63,7 @@ public:
         }
     }
     ~Process() {
+        closeInput();
         for (auto& stream : streams_) {
             shut(stream);
         }
@@ -59,6 +75,7 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    pid_t id() const { return id_; }
     void signal(int number) const { kill(id_, number); }
 
     const std::string& output() const { return streams_[0].text; }
@@ -69,6 +86,12 @@ public:
     }
     void awaitError(const std::string& text) {
         readUntil([&] { return error().find(text) != std::string::npos; });
+    }
+    void closeInput() {
+        if (input_ >= 0) {
+            close(input_);
+        }
+        input_ = -1;
     }
     void closeOutput() { shut(streams_[0]); }
 
@@ -150,6 +173,7 @@ private:
 
     pid_t id_ = -1;
     bool exited_ = false;
+    int input_ = -1;
     std::array<Stream, 2> streams_;
 };
 

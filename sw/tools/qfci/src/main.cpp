@@ -1,0 +1,54 @@
+// qfci: the collector's control protocol from the command line.
+#include <google/protobuf/stubs/logging.h>
+#include <sysexits.h>
+
+#include <exception>
+#include <iostream>
+#include <new>
+#include <system_error>
+
+#include "commands.hpp"
+#include "exitStatus.hpp"
+#include "outputFile.hpp"
+#include "pull/badData.hpp"
+
+namespace {
+
+using namespace Qfci;
+
+int run(const Options& options) {
+    switch (options.command) {
+        case Command::Pull:
+            return pull(options);
+        case Command::Connect:
+            return connect(options);
+        case Command::Ping:
+            return ping(options);
+    }
+    return EX_USAGE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        std::ios::sync_with_stdio(false);
+        // What is wrong with a message is ours to tell, in one line.
+        google::protobuf::SetLogHandler(nullptr);
+        int status = EX_OK;
+        const auto options = parseOptions(argc, argv, status);
+        return options ? run(*options) : status;
+    } catch (const Qdx::Pull::NoInput& error) {
+        return report(error.what(), EX_NOINPUT);
+    } catch (const Qdx::Pull::BadData& error) {
+        return report(error.what(), EX_DATAERR);
+    } catch (const CannotCreate& error) {
+        return report(error.what(), EX_CANTCREAT);
+    } catch (const std::system_error& error) {
+        return report(error.what(), EX_OSERR);
+    } catch (const std::bad_alloc&) {
+        return report("not enough memory", EX_OSERR);
+    } catch (const std::exception& error) {
+        return report(error.what(), EX_SOFTWARE);
+    }
+}
