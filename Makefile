@@ -23,7 +23,7 @@ check:
 # Beside other programs and a yardstick, e.g. make bench ARGS=--write for doc/performance.md
 bench:
 	@scripts/install-deps bench
-	@scripts/build bench qdx_speed
+	@scripts/build bench qdx_speed qdx_control_bench
 	@scripts/bench $(ARGS)
 
 # Seconds for each fuzz target, e.g. make fuzz ARGS=600

@@ -42,8 +42,7 @@ public:
 class FullCollector {
 public:
     FullCollector()
-        : collector(Bench::collectorWith(
-              {"tags BENCH list count " + std::to_string(listSize)})) {
+        : collector(Bench::collectorWith({"tags BENCH list count " + std::to_string(listSize)})) {
         fill();
         run([this] {
             collector->publishOZO();
