@@ -84,7 +84,15 @@ public:
     virtual void feedValue(const AggregatorParamsVariant& params, time_point now,
                            const RecordData& value);
 
-    // The same, but a full history need not be moved up by one place: it may become a circle.
+    // Adds what is kept to the encoder as one collection under the key; nothing if nothing is kept.
+    virtual void pullData(const AggregatorParamsVariant& params, time_point now,
+                          const std::pair<InfoObjectId, std::string>& key,
+                          OutputEncoderIf* encoder) = 0;
+
+    // Drops what is kept and gives its memory back; a window in progress carries on.
+    virtual void clearData(const AggregatorParamsVariant& params, time_point now) = 0;
+
+    // feedValue, but a full history need not be moved up by one place: it may become a circle.
     // REQUIRES: nothing else is asked of the aggregator before straighten().
     virtual void feedCircle(const AggregatorParamsVariant& params, time_point now,
                             const Qdx::V1::MeasurementData& value, Circle& circle);
@@ -94,14 +102,6 @@ public:
                             const RecordData& value, Circle& circle);
     // Puts the history in order again, oldest first.
     virtual void straighten(Circle& circle) noexcept;
-
-    // Adds what is kept to the encoder as one collection under the key; nothing if nothing is kept.
-    virtual void pullData(const AggregatorParamsVariant& params, time_point now,
-                          const std::pair<InfoObjectId, std::string>& key,
-                          OutputEncoderIf* encoder) = 0;
-
-    // Drops what is kept and gives its memory back; a window in progress carries on.
-    virtual void clearData(const AggregatorParamsVariant& params, time_point now) = 0;
 };
 
 }  // namespace Qdx::Backend

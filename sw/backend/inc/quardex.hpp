@@ -27,6 +27,7 @@
 namespace Qdx::Backend {
 
 class BatchReader;
+class InfoObjectListIf;
 class QdxFilterCtrlIServer;
 struct BatchItem;
 class QuardexShellCommands;
@@ -123,14 +124,16 @@ private:
     template <typename T>
     void offer(const InfoObject& object, const std::string& context, const T& value, Push<T> push);
     template <typename T>
-    bool handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObjectType type,
-                      const char* sizeError, Push<T> push);
+    bool handleValues(BatchReader& batch, std::uint64_t sectionEnd,
+                      const InfoObjectListIf& catalogue, InfoObjectType type, const char* sizeError,
+                      Push<T> push);
     template <typename T>
     void feed(std::span<SampleRoutes::Feed> feeds, const T& value);
     template <typename T>
-    void handleUnknownKey(const BatchItem& item, InfoObjectType type, const T& value, Push<T> push);
-    void learnRoute(const std::string& key, const InfoObject& object, const std::string& context);
-    void handleRecords(BatchReader& batch);
+    void handleUnknownKey(std::string_view text, const BatchItem& item, const T& value,
+                          const InfoObjectListIf& catalogue, InfoObjectType type, Push<T> push);
+    void learnRoute(std::string_view key, const InfoObject& object, const std::string& context);
+    void handleRecords(BatchReader& batch, const InfoObjectListIf& catalogue);
     Filters::iterator eraseWithAggregators(Filters::iterator entry);
     Filters::const_iterator findPrintable(std::optional<FilterId> id) const;
 

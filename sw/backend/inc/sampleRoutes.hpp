@@ -66,6 +66,8 @@ public:
         return {feeds.data() + route.firstFeed, route.feedCount};
     }
 
+    // Whether it is worth while to find a new key's feeds.
+    bool hasRoom() const { return hasRoomFor(1, 0); }
     // Gives a key its route, unless that has no room. REQUIRES: the key has none.
     void add(std::string_view key, InfoObjectType type, std::span<const Feed> keyFeeds);
 

@@ -110,6 +110,13 @@ Key peekKey(const BatchReader& batch, const SampleRoutes& routes) {
     return key;
 }
 
+// Whether the key text is what its words make with one blank between them.
+bool isPlain(std::string_view text, const BatchItem& item) {
+    const auto blankAndContext = item.context.empty() ? 0 : 1 + item.context.size();
+    return text.size() == item.name.size() + blankAndContext &&
+           (item.context.empty() || text[item.name.size()] == ' ');
+}
+
 void traceCutHead(const BatchReader& batch) {
     QDX_TRACE(Error, "BeProcessBatchesUreq ends inside the head of the item at offset "
                          << batch.offset() << ". Dropping the rest of the message.");
@@ -188,21 +195,23 @@ void Quardex::handleBeProcessBatchesUreq(ozo_msg* msg) {
     if (!hasFixedFields(message, BatchReader::fixedSize, "BeProcessBatchesUreq")) {
         return;
     }
+    const auto& catalogue = InfoObjectListIf::getInstance();
     BatchReader batch(message);
     const bool handled =
-        handleValues(batch, batch.measurementEnd(), InfoObjectType::Measurement,
+        handleValues(batch, batch.measurementEnd(), catalogue, InfoObjectType::Measurement,
                      "Incorrect measurement data size: ", &Filter::pushMeasurement) &&
-        handleValues(batch, batch.counterEnd(), InfoObjectType::Counter,
+        handleValues(batch, batch.counterEnd(), catalogue, InfoObjectType::Counter,
                      "Incorrect measurement data size:", &Filter::pushCounter);
     if (handled) {
-        handleRecords(batch);
+        handleRecords(batch, catalogue);
     }
 }
 
 // Measurements or counters up to the end of their section; false when the rest of the message is to
 // be dropped.
 template <typename T>
-bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObjectType type,
+bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd,
+                           const InfoObjectListIf& catalogue, InfoObjectType type,
                            const char* sizeError, Push<T> push) {
     BatchItem item;
     Bytes payload;
@@ -228,10 +237,11 @@ bool Quardex::handleValues(BatchReader& batch, std::uint64_t sectionEnd, InfoObj
             return false;
         }
         const T value{static_cast<std::int64_t>(V1::readBigEndian64(payload.data()))};
+        const auto text = key.text;
         key = peekKey(batch, routes);
         if (route == nullptr) {
             queue.drain();
-            handleUnknownKey(item, type, value, push);
+            handleUnknownKey(text, item, value, catalogue, type, push);
         } else if (route->type == type) {
             queue.push(routes.feedsOf(*route), value);
         }
@@ -250,9 +260,9 @@ void Quardex::feed(std::span<SampleRoutes::Feed> feeds, const T& value) {
 // A key text without a route. Its words may have one all the same, when they stand otherwise than
 // with one blank between them.
 template <typename T>
-void Quardex::handleUnknownKey(const BatchItem& item, InfoObjectType type, const T& value,
+void Quardex::handleUnknownKey(std::string_view text, const BatchItem& item, const T& value,
+                               const InfoObjectListIf& catalogue, InfoObjectType type,
                                Push<T> push) {
-    const auto& catalogue = InfoObjectListIf::getInstance();
     const auto* object = catalogue.getInfoObject(item.name);
     if (object == nullptr || object->getType() != type) {
         return;
@@ -261,17 +271,22 @@ void Quardex::handleUnknownKey(const BatchItem& item, InfoObjectType type, const
     if (catalogue.getInfoObject(object->getId()) != object) {
         routes.giveUp();
     }
-    const auto key = item.context.empty() ? item.name : item.name + ' ' + item.context;
-    if (const auto* route = routes.find(key, routes.hashOf(key))) {
-        feed(routes.feedsOf(*route), value);
-        return;
+    const bool plain = isPlain(text, item);
+    if (!plain) {
+        const auto key = item.context.empty() ? item.name : item.name + ' ' + item.context;
+        if (const auto* route = routes.find(key, routes.hashOf(key))) {
+            feed(routes.feedsOf(*route), value);
+            return;
+        }
     }
     offer(*object, item.context, value, push);
-    learnRoute(key, *object, item.context);
+    if (plain && routes.hasRoom()) {
+        learnRoute(text, *object, item.context);
+    }
 }
 
 // Remembers what the filters decided, once all of them have.
-void Quardex::learnRoute(const std::string& key, const InfoObject& object,
+void Quardex::learnRoute(std::string_view key, const InfoObject& object,
                          const std::string& context) {
     try {
         std::vector<SampleRoutes::Feed> feeds;
@@ -290,8 +305,7 @@ void Quardex::learnRoute(const std::string& key, const InfoObject& object,
     }
 }
 
-void Quardex::handleRecords(BatchReader& batch) {
-    const auto& catalogue = InfoObjectListIf::getInstance();
+void Quardex::handleRecords(BatchReader& batch, const InfoObjectListIf& catalogue) {
     BatchItem item;
     Bytes payload;
     while (batch.isBefore(batch.recordEnd())) {

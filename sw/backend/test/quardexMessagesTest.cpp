@@ -95,6 +95,28 @@ protected:
     Quardex collector;
 };
 
+// Fixed-size histories that don't grow any more: every sample replaces another.
+TEST_F(QuardexMessagesTest, SamplesOfKnownKeysAllocateNothing) {
+    for (std::int64_t id = 2; id < 5; ++id) {
+        collector.createFilter(
+            FilterId{id}, "full",
+            Qdx::Test::parsedAll({"min count 1 3 max count 1 3 average count 2 4 list count 4",
+                                  "sum count 1 3 list count 2"}),
+            0, Enabled::Yes, Static::No, Printable::No);
+    }
+    collector.disableFilter(FilterId{1});
+    Batch batch;
+    for (std::int64_t value = 0; value < 50; ++value) {
+        batch.measurement("meas", value, "rfBranch=1").counter("count", value, "carrierId=12345");
+    }
+    const auto message = batch.message();
+    collector.handleBeProcessBatchesUreq(message.get());
+
+    const Qdx::Test::HeapFault counting(std::numeric_limits<std::size_t>::max());
+    collector.handleBeProcessBatchesUreq(message.get());
+    EXPECT_EQ(counting.allocations(), 0);
+}
+
 RadioMetaData allSix() {
     RadioMetaData metaData;
     metaData.set_swproductnumber("sw");
