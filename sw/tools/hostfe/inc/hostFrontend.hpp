@@ -4,6 +4,9 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <string>
+
+#include "qdx/frontend/statistics.hpp"
 
 namespace HostFe {
 
@@ -14,8 +17,15 @@ struct Options {
     std::filesystem::path hostRoot = "/";                   // below it stand proc, sys and etc
 };
 
-// Runs until SIGTERM, SIGINT or the end of the duration. Throws std::runtime_error with one line if
-// it can't start. On the main thread, before any other thread starts.
+// Runs until SIGTERM, SIGINT or the end of the duration. Throws an exception whose text is one line
+// if it can't start. On the main thread, before any other thread starts.
+//
+// While no collector is connected nothing is read, and what the machine counts meanwhile is
+// forgotten: a collector that restarted has no earlier total that it would complete, and as one
+// large increment it would look like a burst at the time of the connection.
 void runHostFrontend(const Options& options);
+
+// What was sent, and what was dropped for which cause, in one line.
+std::string describe(const Qdx::Frontend::Statistics& counts);
 
 }  // namespace HostFe

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "InfoObjectCollections.pb.h"
 #include "hostFiles.hpp"
+#include "qdx/frontend/metaData.hpp"
 
 namespace HostFe {
 
@@ -16,9 +16,9 @@ struct Kernel {
 };
 Kernel runningKernel();
 
-// All six fields are set: the operating system and its kernel as software, what the firmware tells
+// All six texts are there: the operating system and its kernel as software, what the firmware tells
 // as hardware, the host's name as name. What the machine doesn't tell is "unknown"; a serial number
 // is often for root alone.
-Qdx::RadioMetaData readHostMetaData(const HostFiles& files, const Kernel& kernel);
+Qdx::Frontend::MetaData readHostMetaData(const HostFiles& files, const Kernel& kernel);
 
 }  // namespace HostFe

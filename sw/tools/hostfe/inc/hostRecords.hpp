@@ -38,9 +38,6 @@ public:
 
     std::vector<Record> read(Pace::Clock::time_point now);
 
-    // Every link's state and every block of counters is told anew.
-    void forget();
-
 private:
     const HostFiles files;
     Pace linkPace{linkPeriod};

@@ -32,10 +32,8 @@ struct Sample {
 // anew, and its first increment is unknown as well. One thread.
 class HostSampler {
 public:
-    std::vector<Sample> sample(const HostSnapshot& snapshot);
-
-    // The next snapshot counts as the first one.
-    void forget();
+    // Valid until the next call. Allocates nothing while no device appears.
+    const std::vector<Sample>& sample(const HostSnapshot& snapshot);
 
 private:
     struct Standing {
@@ -58,7 +56,7 @@ private:
     std::optional<Increment> advance(std::string_view name, std::optional<int> device,
                                      std::int64_t count);
 
-    // Valid while sample() runs.
+    // Of the last call.
     Clock::time_point now;
     std::vector<Sample> samples;
 

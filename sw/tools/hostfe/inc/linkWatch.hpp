@@ -25,9 +25,6 @@ class LinkWatch {
 public:
     ByDevice<Qdx::Records::CarrierEvent> look(const ByDevice<LinkState>& links);
 
-    // The next look counts as the first one.
-    void forget();
-
 private:
     using Events = ByDevice<Qdx::Records::CarrierEvent>;
 

@@ -23,9 +23,6 @@ public:
         return true;
     }
 
-    // The next time counts as the first one.
-    void forget() { last.reset(); }
-
 private:
     const Clock::duration period;
     std::optional<Clock::time_point> last;

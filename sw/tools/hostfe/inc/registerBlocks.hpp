@@ -31,9 +31,6 @@ public:
     ByDevice<Qdx::Records::RegisterInfo> look(Pace::Clock::time_point now,
                                               const ByDevice<InterfaceCounters>& interfaces);
 
-    // The next look counts as the first one.
-    void forget();
-
 private:
     Pace periodic;
     std::map<int, InterfaceCounters> before;

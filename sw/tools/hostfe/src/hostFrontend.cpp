@@ -1,192 +1,219 @@
 #include "hostFrontend.hpp"
 
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <iostream>
-#include <span>
-#include <string>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
-#include "batchWriter.hpp"
-#include "collectorLink.hpp"
+#include "deviceHandles.hpp"
 #include "hostMetaData.hpp"
 #include "hostReader.hpp"
 #include "hostRecords.hpp"
 #include "hostSampler.hpp"
+#include "qdx/frontend.hpp"
+#include "wireFormat.hpp"
 
 namespace HostFe {
 namespace {
 
-using Seconds = std::chrono::duration<double>;
+using Qdx::Frontend::Connection;
+using Qdx::Frontend::State;
+
+volatile std::sig_atomic_t stopped = 0;
+
+void stop(int) {
+    stopped = 1;
+}
+
+// Has SIGTERM and SIGINT wait from now on, so that none is missed; gives the mask that lets them
+// come.
+sigset_t holdStopSignals() {
+    sigset_t held;
+    sigset_t mask;
+    ::sigemptyset(&held);
+    ::sigprocmask(SIG_BLOCK, nullptr, &mask);
+    for (const int number : {SIGTERM, SIGINT}) {
+        ::sigaddset(&held, number);
+        ::sigdelset(&mask, number);
+        std::signal(number, stop);
+    }
+    ::sigprocmask(SIG_BLOCK, &held, nullptr);
+    return mask;
+}
 
 std::uint64_t microsecondsPerTick() {
     return 1'000'000 / static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
 }
 
-class Descriptor {
-public:
-    // Takes the result of a call that opens something, and throws if the call failed.
-    explicit Descriptor(int opened) : fd(opened) {
-        if (fd < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot watch for events");
-        }
+void say(const std::string& text) {
+    std::cerr << "hostfe: " + text + "\n";
+}
+
+Connection connect(const Qdx::Frontend::MetaData& metaData,
+                   std::function<void(State)> onStateChange) {
+    const std::string name = "HostFrontend";
+    try {
+        return Connection(name, metaData, {.onStateChange = std::move(onStateChange)});
+    } catch (const std::system_error& error) {
+        throw std::runtime_error(
+            error.code() == std::errc::address_in_use
+                ? "cannot create the mailbox " + name + ": another hostfe runs on this unit"
+                : std::string(error.what()) + "; is $UNIT_ROOT/run there, and may it be written?");
     }
-    ~Descriptor() { ::close(fd); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return fd; }
-
-private:
-    const int fd;
-};
-
-int openStopSignals() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGTERM);
-    ::sigaddset(&signals, SIGINT);
-    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
-}
-
-timespec toTimespec(Seconds time) {
-    const auto nanoseconds = std::chrono::ceil<std::chrono::nanoseconds>(time).count();
-    constexpr std::int64_t perSecond = 1'000'000'000;
-    return {.tv_sec = nanoseconds / perSecond, .tv_nsec = nanoseconds % perSecond};
-}
-
-// A timer that becomes readable after first, then after each period; never if both are zero.
-int openTimer(Seconds first, Seconds period) {
-    const int fd = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    const itimerspec times{.it_interval = toTimespec(period), .it_value = toTimespec(first)};
-    if (fd >= 0) {
-        ::timerfd_settime(fd, 0, &times, nullptr);
-    }
-    return fd;
-}
-
-std::string contextOf(std::optional<int> device) {
-    return device ? "deviceId=" + std::to_string(*device) : std::string();
 }
 
 class HostFrontend {
 public:
     explicit HostFrontend(const Options& options)
-        : stop(openStopSignals()),
-          end(openTimer(options.duration.value_or(Seconds::zero()), Seconds::zero())),
-          tick(openTimer(std::chrono::nanoseconds(1), Seconds(1 / options.rateHz))),
+        : period(std::chrono::ceil<Clock::duration>(std::chrono::duration<double>(1) /
+                                                    options.rateHz)),
+          end(options.duration
+                  ? Clock::now() + std::chrono::ceil<Clock::duration>(*options.duration)
+                  : Clock::time_point::max()),
+          registerPeriod(std::chrono::ceil<Clock::duration>(options.registerPeriod)),
           files(options.hostRoot),
-          link(readHostMetaData(files, runningKernel())),
           reader(files, microsecondsPerTick()),
-          records(files, std::chrono::ceil<Clock::duration>(options.registerPeriod)),
-          batch(ozo_get_max_size()) {}
+          connection(connect(readHostMetaData(files, runningKernel()),
+                             [this](State state) { handle(state); })) {}
 
     void run() {
-        std::array<pollfd, 4> events{pollfd{stop.get(), POLLIN, 0}, pollfd{end.get(), POLLIN, 0},
-                                     pollfd{link.descriptor(), POLLIN, 0},
-                                     pollfd{tick.get(), POLLIN, 0}};
-        const auto& [stopped, ended, message, ticked] = events;
-        while (stopped.revents == 0 && ended.revents == 0) {
-            if (::poll(events.data(), events.size(), -1) < 0 && errno != EINTR) {
-                throw std::system_error(errno, std::generic_category(), "cannot wait for events");
-            }
-            if (message.revents != 0) {
-                link.receive();
-            }
-            if (ticked.revents != 0) {
-                handleTick();
-            }
+        connection.poll();
+        if (connection.state() == State::Seeking) {
+            say("waiting for the collector");
         }
-        report();
+        auto nextTick = Clock::now();
+        while (stopped == 0 && Clock::now() < end) {
+            if (const auto now = Clock::now(); now >= nextTick) {
+                tick(now);
+                // Ticks that were missed are not made up for: their time is part of the next
+                // increments.
+                nextTick = std::max(nextTick + period, Clock::now());
+            }
+            wait(std::min(nextTick, end));
+            connection.poll();
+        }
+        const bool allLeft = connection.drain(std::chrono::seconds(1));
+        say(describe(connection.statistics()) + (allLeft ? "" : "; the last batches didn't leave"));
     }
 
 private:
-    void handleTick() {
-        // Ticks that were missed are not made up for: their time is part of the next increments.
-        std::uint64_t expirations = 0;
-        if (::read(tick.get(), &expirations, sizeof(expirations)) < 0) {
+    // What is told to one collector: increments, states of links and blocks of counters begin anew
+    // with each connection.
+    struct Session {
+        Session(const HostFiles& files, Clock::duration registerPeriod)
+            : records(files, registerPeriod) {}
+
+        HostSampler sampler;
+        HostRecords records;
+    };
+
+    void handle(State state) {
+        session.reset();
+        switch (state) {
+            case State::Seeking:
+                say("the collector is gone");
+                say("waiting for the collector");
+                break;
+            case State::Asking:
+                break;
+            case State::Connected:
+                say("connected to the collector");
+                session.emplace(files, registerPeriod);
+                break;
+            case State::Refused:
+                say("the collector doesn't know revision " +
+                    std::to_string(Qdx::V1::protocolRevision) +
+                    " of the protocol; waiting for another one");
+                break;
+        }
+    }
+
+    void tick(Clock::time_point now) {
+        if (!session) {
             return;
         }
-        const auto now = Clock::now();
-        link.seek(now);
-        if (link.isConnected()) {
-            send(sampler.sample(reader.read(now)), records.read(now));
-        } else {
-            sampler.forget();
-            records.forget();
+        const HostSnapshot snapshot = reader.read(now);
+        const std::vector<Record> events = session->records.read(now);
+        // If the collector went while the machine was read, its successor must not get this.
+        connection.poll();
+        if (!session) {
+            return;
         }
-    }
-
-    void send(const std::vector<Sample>& samples, const std::vector<Record>& events) {
-        for (const Sample& sample : samples) {
-            put(sample);
+        for (const Sample& sample : session->sampler.sample(snapshot)) {
+            add(sample);
         }
         for (const Record& record : events) {
-            put(record);
+            add(record);
         }
-        if (!batch.empty()) {
-            sendBatch();
-        }
+        connection.flush();
     }
 
-    template <typename Item>
-    void put(const Item& item) {
-        if (!add(item)) {
-            sendBatch();
-            (void)add(item);
+    void add(const Sample& sample) {
+        if (sample.object.kind == SampleKind::Measurement) {
+            measurements.of(sample.object.name, sample.device).add(sample.value);
+        } else {
+            counters.of(sample.object.name, sample.device).add(sample.value);
         }
     }
 
-    bool add(const Sample& sample) {
-        const std::string context = contextOf(sample.device);
-        return sample.object.kind == SampleKind::Measurement
-                   ? batch.addMeasurement(sample.object.name, context, {sample.value})
-                   : batch.addCounter(sample.object.name, context, {sample.value});
-    }
-
-    bool add(const Record& record) {
+    void add(const Record& record) {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(record.bytes.data());
-        return batch.addRecord(record.object.name, contextOf(record.device),
-                               std::span(bytes, record.bytes.size()));
+        records.of(record.object.name, record.device).add({bytes, record.bytes.size()});
     }
 
-    void sendBatch() {
-        link.send(batch.take());
-        ++batches;
-    }
-
-    void report() const {
-        const ozo_drops drops = ozo_get_drops();
-        const auto dropped = drops.receiver_gone + drops.queue_full + drops.too_large;
-        std::cerr << "hostfe: sent " + std::to_string(batches) + " batches; " +
-                         std::to_string(dropped) + " messages were dropped\n";
+    // Until then, unless a signal comes or the connection has something to do.
+    void wait(Clock::time_point then) const {
+        const auto until = std::min(connection.nextDeadline().value_or(then), then);
+        const auto left = std::max(until - Clock::now(), Clock::duration::zero());
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+        const timespec timeout{.tv_sec = seconds.count(), .tv_nsec = (left - seconds).count()};
+        pollfd readable{connection.descriptor(), POLLIN, 0};
+        if (::ppoll(&readable, 1, &timeout, &waitingMask) < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "cannot wait for events");
+        }
     }
 
     // First, so that a signal that comes while the rest is made ends the loop and not the process.
-    const Descriptor stop;
-    const Descriptor end;
-    const Descriptor tick;
+    const sigset_t waitingMask = holdStopSignals();
+    const Clock::duration period;
+    const Clock::time_point end;
+    const Clock::duration registerPeriod;
 
     const HostFiles files;
-    CollectorLink link;
     HostReader reader;
-    HostSampler sampler;
-    HostRecords records;
-    Qdx::V1::BatchWriter batch;
-    std::uint64_t batches = 0;
+    std::optional<Session> session;  // while connected
+    Connection connection;
+    DeviceHandles<Qdx::Frontend::Measurement> measurements{connection};
+    DeviceHandles<Qdx::Frontend::Counter> counters{connection};
+    DeviceHandles<Qdx::Frontend::Record> records{connection};
 };
 
 }  // namespace
 
 void runHostFrontend(const Options& options) {
     HostFrontend(options).run();
+}
+
+std::string describe(const Qdx::Frontend::Statistics& counts) {
+    using Drops = std::pair<const Qdx::Frontend::Drops&, const char*>;
+    std::string dropped;
+    for (const auto& [drops, cause] :
+         {Drops(counts.notConnected, "without a collector"),
+          Drops(counts.refusedRevision, "for the protocol's revision"),
+          Drops(counts.slowCollector, "for a slow collector"),
+          Drops(counts.noMemory, "for want of memory"), Drops(counts.tooLarge, "too large")}) {
+        if (drops.samples > 0) {
+            dropped += (dropped.empty() ? "" : ", ") + std::to_string(drops.samples) + " " + cause;
+        }
+    }
+    return "sent " + std::to_string(counts.sentBatches) +
+           " batches; dropped samples: " + (dropped.empty() ? "none" : dropped);
 }
 
 }  // namespace HostFe

@@ -27,21 +27,20 @@ Kernel runningKernel() {
     return {names.nodename, names.release, names.machine};
 }
 
-Qdx::RadioMetaData readHostMetaData(const HostFiles& files, const Kernel& kernel) {
+Qdx::Frontend::MetaData readHostMetaData(const HostFiles& files, const Kernel& kernel) {
     const std::string osRelease = files.read("etc/os-release");
     const std::string dmi = "sys/class/dmi/id/";
     const std::string deviceTree = "proc/device-tree/";
-    Qdx::RadioMetaData metaData;
-    metaData.set_swproductnumber(
-        firstOf({parseOsRelease(osRelease, "PRETTY_NAME"), parseOsRelease(osRelease, "NAME")}));
-    metaData.set_swproductrevision(firstOf({kernel.release}));
-    metaData.set_hwproductnumber(firstOf(
-        {files.read(dmi + "product_name"), files.read(deviceTree + "model"), kernel.machine}));
-    metaData.set_hwproductrevision(firstOf({files.read(dmi + "product_version")}));
-    metaData.set_hwserialnumber(
-        firstOf({files.read(dmi + "product_serial"), files.read(deviceTree + "serial-number")}));
-    metaData.set_hwname(firstOf({kernel.hostName}));
-    return metaData;
+    return {
+        .swProductNumber =
+            firstOf({parseOsRelease(osRelease, "PRETTY_NAME"), parseOsRelease(osRelease, "NAME")}),
+        .swProductRevision = firstOf({kernel.release}),
+        .hwProductNumber = firstOf(
+            {files.read(dmi + "product_name"), files.read(deviceTree + "model"), kernel.machine}),
+        .hwProductRevision = firstOf({files.read(dmi + "product_version")}),
+        .hwSerialNumber =
+            firstOf({files.read(dmi + "product_serial"), files.read(deviceTree + "serial-number")}),
+        .hwName = firstOf({kernel.hostName})};
 }
 
 }  // namespace HostFe

@@ -33,11 +33,4 @@ std::vector<Record> HostRecords::read(Pace::Clock::time_point now) {
     return records;
 }
 
-void HostRecords::forget() {
-    linkPace.forget();
-    counterPace.forget();
-    links.forget();
-    blocks.forget();
-}
-
 }  // namespace HostFe

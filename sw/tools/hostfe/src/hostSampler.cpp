@@ -172,7 +172,7 @@ std::vector<HostObject> hostObjects() {
     return objects;
 }
 
-std::vector<Sample> HostSampler::sample(const HostSnapshot& snapshot) {
+const std::vector<Sample>& HostSampler::sample(const HostSnapshot& snapshot) {
     now = snapshot.time;
     samples.clear();
     for (const CpuTimes& times : snapshot.stat.cores) {
@@ -185,10 +185,6 @@ std::vector<Sample> HostSampler::sample(const HostSnapshot& snapshot) {
     emitDevices(diskRows, snapshot.disks);
     emitRows(hostRows, std::nullopt, snapshot);
     return samples;
-}
-
-void HostSampler::forget() {
-    standings.clear();
 }
 
 template <typename Source, typename Rows>

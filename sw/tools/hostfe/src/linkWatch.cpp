@@ -83,11 +83,6 @@ ByDevice<CarrierEvent> LinkWatch::look(const ByDevice<LinkState>& links) {
     return events;
 }
 
-void LinkWatch::forget() {
-    isFirst = true;
-    before.clear();
-}
-
 void LinkWatch::greet(int device, const LinkState& link, Events& events) const {
     if (isFirst) {
         events.emplace_back(

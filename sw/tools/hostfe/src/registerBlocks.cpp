@@ -89,9 +89,4 @@ ByDevice<RegisterInfo> RegisterBlocks::look(Pace::Clock::time_point now,
     return blocks;
 }
 
-void RegisterBlocks::forget() {
-    periodic.forget();
-    before.clear();
-}
-
 }  // namespace HostFe

@@ -71,13 +71,5 @@ TEST_F(HostRecordsTest, CountersAreLookedAtOnceASecond) {
     EXPECT_THAT(namesAt(2000), IsEmpty());
 }
 
-TEST_F(HostRecordsTest, EverythingIsToldAnewAtOnceAfterItForgot) {
-    host.interface("eth0", 4);
-    readAt(0);
-    EXPECT_THAT(namesAt(10), IsEmpty());
-    records.forget();
-    EXPECT_THAT(namesAt(20), ElementsAre("host:net:link", "host:net:counters"));
-}
-
 }  // namespace
 }  // namespace HostFe

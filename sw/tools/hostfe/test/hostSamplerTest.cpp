@@ -6,6 +6,8 @@
 #include <chrono>
 #include <string>
 
+#include "allocationCounter.hpp"
+
 namespace HostFe {
 namespace {
 
@@ -158,11 +160,15 @@ TEST(HostSamplerTest, DeviceThatWasAwayGivesItsRateOverThatTime) {
         500);
 }
 
-TEST(HostSamplerTest, ForgettingMakesTheNextSnapshotTheFirst) {
+TEST(HostSamplerTest, KnownDevicesAreSampledWithoutAllocating) {
     HostSampler sampler;
-    sampler.sample(interface(milliseconds(0), 3, 1000));
-    sampler.forget();
-    EXPECT_THAT(sampler.sample(interface(milliseconds(100), 3, 1500)), IsEmpty());
+    sampler.sample(everything(milliseconds(0), 0));
+    sampler.sample(everything(milliseconds(1000), 5));
+    const HostSnapshot third = everything(milliseconds(2000), 10);
+    const std::size_t before = allocationCount();
+    const auto& samples = sampler.sample(third);
+    EXPECT_EQ(allocationCount(), before);
+    EXPECT_EQ(samples.size(), hostObjects().size());
 }
 
 TEST(HostSamplerTest, LoadIsTheShareOfBusyTimeInHundredthsOfAPercent) {

@@ -23,6 +23,8 @@ using Qdx::Records::RegisterInfo;
 using Qdx::V1::beConnectionCfm;
 using Qdx::V1::beConnectionReq;
 using Qdx::V1::collectorMailbox;
+using ::testing::_;
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::FieldsAre;
 using ::testing::HasSubstr;
@@ -194,6 +196,9 @@ TEST_F(HostfeProcessTest, RecordsAreToldAnewToACollectorThatRestarts) {
     for (int round = 0; round < 2; ++round) {
         FakeCollector collector(collectorMailbox);
         collector.connect();
+        EXPECT_THAT(
+            collector.expectBatch().records,
+            ElementsAre(FieldsAre("host:net:link", _, _), FieldsAre("host:net:counters", _, _)));
         EXPECT_THAT(expectMessage<CarrierEvent>(collector, "host:net:link").reason(),
                     HasSubstr("seen first"));
         EXPECT_EQ(expectMessage<RegisterInfo>(collector, "host:net:counters").cause(),
@@ -255,6 +260,42 @@ TEST_F(HostfeProcessTest, ConnectsAgainWhenTheCollectorRestarts) {
     EXPECT_EQ(hostfe.exitStatus(), 0);
 }
 
+TEST_F(HostfeProcessTest, WhatTheMachineCountsWithoutACollectorIsForgotten) {
+    FakeHost machine;
+    machine.file("proc/stat", "ctxt 50\n").file("proc/loadavg", "0.05 1.20 3.00 1/2 3\n");
+    HostfeProcess hostfe({"--rate", "50", "--host-root", machine.root()});
+    {
+        FakeCollector collector(collectorMailbox);
+        collector.connect();
+        collector.expectBatch();
+    }
+    ASSERT_TRUE(hostfe.says("the collector is gone"));
+    machine.file("proc/stat", "ctxt 1050\n");
+    FakeCollector next(collectorMailbox);
+    next.connect();
+    EXPECT_THAT(next.expectBatch().counters, IsEmpty());
+    EXPECT_THAT(next.expectBatch().counters,
+                ElementsAre(FieldsAre("host:cpu:contextSwitches", "", 0)));
+}
+
+// A collector that never reads: its mailbox is soon full, and then the queue.
+TEST_F(HostfeProcessTest, TellsAtItsEndWhatASlowCollectorMissed) {
+    ::setenv("OZO_MAX_SIZE", "1024", 1);
+    FakeHost machine;
+    std::string stat;
+    for (int core = 0; core < 64; ++core) {
+        stat += "cpu" + std::to_string(core) + " 1 2 3 4 5 6 7 8\n";
+    }
+    machine.file("proc/stat", stat);
+    FakeCollector collector(collectorMailbox);
+    HostfeProcess hostfe({"--rate", "1000", "--duration", "2", "--host-root", machine.root()});
+    collector.connect();
+    EXPECT_EQ(hostfe.exitStatus(), 0);
+    EXPECT_THAT(hostfe.output(),
+                ContainsRegex("hostfe: sent [0-9]+ batches; dropped samples: [0-9]+ for a slow "
+                              "collector; the last batches didn't leave\n"));
+}
+
 TEST_F(HostfeProcessTest, WaitsForAnotherCollectorWhenOneRejectsIt) {
     HostfeProcess hostfe({"--rate", "50"});
     {
@@ -275,7 +316,7 @@ TEST_F(HostfeProcessTest, SigtermAndSigintEndItCleanly) {
         ASSERT_TRUE(hostfe.says("waiting"));
         hostfe.signal(number);
         EXPECT_EQ(hostfe.exitStatus(), 0);
-        EXPECT_THAT(hostfe.output(), HasSubstr("hostfe: sent 0 batches"));
+        EXPECT_THAT(hostfe.output(), HasSubstr("hostfe: sent 0 batches; dropped samples: none\n"));
         EXPECT_EQ(ozo_locate("HostFrontend"), OZO_NO_MAILBOX);
     }
 }

@@ -160,12 +160,5 @@ TEST_F(LinkWatchTest, NewInterfaceOfAnOldNameIsAnotherCarrier) {
                             "RELEASED: disappeared"));
 }
 
-TEST_F(LinkWatchTest, StateIsToldAnewAfterItForgot) {
-    look(up());
-    watch.forget();
-    EXPECT_THAT(look(unplugged()), ElementsAre("DEACTIVATED: seen first, no carrier"));
-    EXPECT_THAT(look(up()), ElementsAre("ACTIVATED 1000: operstate up"));
-}
-
 }  // namespace
 }  // namespace HostFe

@@ -37,11 +37,5 @@ TEST_F(PaceTest, MakesUpForNothing) {
     EXPECT_FALSE(pace.isDue(at(6000)));
 }
 
-TEST_F(PaceTest, IsDueAtOnceWhenItForgot) {
-    EXPECT_TRUE(pace.isDue(at(0)));
-    pace.forget();
-    EXPECT_TRUE(pace.isDue(at(1)));
-}
-
 }  // namespace
 }  // namespace HostFe

@@ -191,13 +191,5 @@ TEST_F(RegisterBlocksTest, InterfaceThatDisappearsIsForgotten) {
     EXPECT_EQ(occasion(2, {{"rx_errors", 8}}), "PERIODIC");
 }
 
-TEST_F(RegisterBlocksTest, EverythingIsToldAnewAfterItForgot) {
-    occasion(0, {{"rx_errors", 7}});
-    blocks.forget();
-    EXPECT_EQ(occasion(1, {{"rx_errors", 8}}), "PERIODIC");
-    EXPECT_EQ(occasion(10, {{"rx_errors", 8}}), "none");
-    EXPECT_EQ(occasion(11, {{"rx_errors", 8}}), "PERIODIC");
-}
-
 }  // namespace
 }  // namespace HostFe
