@@ -27,17 +27,27 @@ std::optional<std::uint64_t> parseSpeed(std::string_view text) {
                : std::nullopt;
 }
 
+// What messages can take, whatever stands in a file or the kernel calls an interface: text of
+// protobuf is UTF-8, and a record has to fit into a batch.
+std::string plainText(std::string_view text) {
+    constexpr std::size_t longest = 64;
+    std::string plain(text.substr(0, longest));
+    std::replace_if(
+        plain.begin(), plain.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
+    return plain;
+}
+
 LinkState readLink(const HostFiles& files, const std::string& name) {
     const std::string directory = interfaces + name;
     const auto carrier = parseNumberFile(files.read(directory + "/carrier"));
-    return {.name = name,
-            .operState = std::string(strip(files.read(directory + "/operstate"))),
+    return {.name = plainText(name),
+            .operState = plainText(strip(files.read(directory + "/operstate"))),
             .carrier = carrier ? std::optional(*carrier != 0) : std::nullopt,
             .bitsPerSecond = parseSpeed(files.read(directory + "/speed"))};
 }
 
 InterfaceCounters readCounters(const HostFiles& files, const std::string& name) {
-    InterfaceCounters counters{.name = name, .values = {}};
+    InterfaceCounters counters{.name = plainText(name), .values = {}};
     const std::string directory = interfaces + name + "/statistics/";
     for (std::size_t number = 0; number < interfaceCounterNames.size(); ++number) {
         counters.values[number] =

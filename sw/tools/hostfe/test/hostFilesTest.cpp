@@ -1,6 +1,7 @@
 #include "hostFiles.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "fakeHost.hpp"
 
@@ -28,6 +29,12 @@ TEST_F(HostFilesTest, FileThatIsNotThereIsEmpty) {
 TEST_F(HostFilesTest, FileThatOpensButCannotBeReadIsEmpty) {
     host.folder("sys/class/net/lo/speed");
     EXPECT_EQ(files.read("sys/class/net/lo/speed"), "");
+}
+
+TEST_F(HostFilesTest, PipeThatNobodyWritesToIsEmpty) {
+    host.folder("proc");
+    ASSERT_EQ(::mkfifo((host.root() / "proc/loadavg").c_str(), 0600), 0);
+    EXPECT_EQ(files.read("proc/loadavg"), "");
 }
 
 TEST_F(HostFilesTest, ListsNamesSorted) {

@@ -35,6 +35,20 @@ TEST_F(LinksTest, MachineWithoutInterfacesHasNone) {
     EXPECT_THAT(readLinks(files), IsEmpty());
 }
 
+TEST_F(LinksTest, TellsNamesAndStatesAsPlainTextOfBoundedLength) {
+    host.interface("eth\xff", 4).file("sys/class/net/eth\xff/operstate", std::string(300'000, 'x'));
+    const auto link = linkOf(files);
+    EXPECT_EQ(link.name, "eth?");
+    EXPECT_EQ(link.operState, std::string(64, 'x'));
+}
+
+TEST_F(InterfaceCountersTest, TellsNamesAsPlainText) {
+    host.interface("eth\xff", 4).file("sys/class/net/eth\xff/statistics/rx_errors", "1\n");
+    const auto counters = readInterfaceCounters(files);
+    ASSERT_THAT(counters, SizeIs(1));
+    EXPECT_EQ(counters[0].second.name, "eth?");
+}
+
 TEST_F(LinksTest, TellsNameIndexStateAndSpeed) {
     host.interface("eth0", 4).file("sys/class/net/eth0/speed", "2500\n");
     const auto links = readLinks(files);
