@@ -184,6 +184,15 @@ TEST_F(DchFilterTest, TellsWhyAFileOrACatalogueCannotBeUsed) {
     EXPECT_THAT(bad.error, StartsWith("dch-filter: "));
 }
 
+TEST_F(DchFilterTest, RefusesAFileThatIsTooLong) {
+    const std::string filter = "limit 0\nlist count 5\n#";
+    const auto longest = filter + std::string(131072 - filter.size(), 'x');
+    EXPECT_EQ(run({DCH_FILTER, "--check", write(longest)}).status, 0);
+    const auto refused = run({DCH_FILTER, "--check", write(longest + 'x')});
+    EXPECT_EQ(refused.status, EX_DATAERR);
+    EXPECT_THAT(refused.error, HasSubstr("some.filter: longer than 131072 bytes\n"));
+}
+
 TEST_F(DchFilterTest, RefusesWrongUsage) {
     const auto status = [](const std::string& words) {
         return run({"/bin/sh", "-c", std::string(DCH_FILTER) + ' ' + words}).status;
