@@ -12,6 +12,7 @@
 #include "output.hpp"
 #include "script.hpp"
 #include "session.hpp"
+#include "tessel/util.hpp"
 
 namespace {
 
@@ -42,16 +43,38 @@ void writeUsage(const std::string& name) {
         "      --complete     Print what the last of the words that follow can become.\n");
 }
 
-// The subcommands are the collector's to tell.
+// The rows of the collector's table, and why there are none if it tells none.
+struct Subcommands {
+    std::string rows;
+    std::string complaint;
+};
+
+Subcommands askForSubcommands(const std::string& name) {
+    const auto into = [](std::string& text) {
+        return [&text](std::string_view bytes) { text += bytes; };
+    };
+    Subcommands answer;
+    try {
+        Tessel::CommandClient::table(name, {into(answer.rows), into(answer.complaint)});
+    } catch (const Unreachable& error) {
+        answer.complaint = error.what();
+    } catch (const AnswerCutShort& error) {
+        answer.complaint = error.what();
+    }
+    return answer;
+}
+
+// The usage is ours to tell, so that help succeeds without a collector, too.
 int writeHelp(const std::string& name) {
     writeUsage(name);
-    std::string rows;
-    const auto collect = [&rows](std::string_view bytes) { rows += bytes; };
-    const int status = Tessel::CommandClient::table(name, {collect, Dch::writeError});
-    if (status == 0) {
-        Dch::writeOutput("\nSubcommands:\n" + Dch::layOutTable(Dch::parseTable(rows)));
+    const auto answer = askForSubcommands(name);
+    if (answer.complaint.empty()) {
+        Dch::writeOutput("\nSubcommands:\n" + Dch::layOutTable(Dch::parseTable(answer.rows)));
+    } else {
+        Dch::writeError(name + ": the subcommands are the collector's to tell: " +
+                        Tessel::Util::trim(answer.complaint) + '\n');
     }
-    return Dch::shellStatus(status);
+    return EX_OK;
 }
 
 // In silence and without delay, whatever goes wrong: it is called while somebody types.

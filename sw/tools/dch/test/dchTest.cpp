@@ -95,10 +95,30 @@ TEST_F(DchTest, CutsLongHelpBetweenWordsAtTheWidthOfATerminal) {
 }
 
 TEST_F(DchTest, TellsItsUsageWithoutACollectorToo) {
-    Process help({DCH, "--help"});
-    EXPECT_EQ(help.awaitExit(), 69);
-    EXPECT_THAT(help.output(), StartsWith("usage: dch SUBCOMMAND"));
-    EXPECT_THAT(help.error(), HasSubstr(socketPath()));
+    for (const auto& words : {std::vector<std::string>{DCH, "--help"}, {DCH}}) {
+        Process help(words);
+        EXPECT_EQ(help.awaitExit(), 0);
+        EXPECT_THAT(help.output(), StartsWith("usage: dch SUBCOMMAND"));
+        EXPECT_EQ(help.error(),
+                  "dch: the subcommands are the collector's to tell: no collector answers at " +
+                      socketPath() + ": No such file or directory\n");
+    }
+}
+
+TEST_F(DchTest, TellsItsUsageToAWordThatTheCollectorDoesNotKnow) {
+    const Daemon daemon;
+    Process help({RODC, "--help"});
+    EXPECT_EQ(help.awaitExit(), 0);
+    EXPECT_THAT(help.output(), StartsWith("usage: rodc SUBCOMMAND"));
+    EXPECT_EQ(help.error(),
+              "rodc: the subcommands are the collector's to tell: no table of subcommands for "
+              "this word\n");
+}
+
+TEST_F(DchTest, TellsOfAUsageThatNobodyCouldTake) {
+    Process help({"/bin/sh", "-c", DCH " --help >/dev/full"});
+    EXPECT_EQ(help.awaitExit(), 74);
+    EXPECT_THAT(help.error(), StartsWith("dch: cannot write the output"));
 }
 
 TEST_F(DchTest, TellsItsVersionWithoutACollector) {

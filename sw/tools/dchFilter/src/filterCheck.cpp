@@ -4,6 +4,7 @@
 #include <charconv>
 #include <new>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -62,7 +63,7 @@ public:
         } else {
             report(Severity::Fault, *line, line->words.front(), limitWanted);
         }
-        std::for_each(line, file.lines.end(), [this](const auto& each) { checkStatement(each); });
+        checkStatements({line, file.lines.end()});
         if (line == file.lines.end()) {
             faultAtEnd("no capture statement in this file; a filter needs at least one");
         }
@@ -134,6 +135,18 @@ private:
     }
 
     // --- statements ------------------------------------------------------------------------------
+
+    void checkStatements(std::span<const FileLine> lines) {
+        for (const auto& line : lines.first(std::min(lines.size(), mostStatements))) {
+            checkStatement(line);
+        }
+        if (lines.size() > mostStatements) {
+            const auto& beyond = lines[mostStatements];
+            report(Severity::Fault, beyond, beyond.words.front(),
+                   "more than " + std::to_string(mostStatements) +
+                       " statements; make several filters of them");
+        }
+    }
 
     void checkStatement(const FileLine& line) {
         if (line.words.front().text == "limit") {

@@ -16,6 +16,9 @@ namespace DchFilter {
 // The collector takes percentages of a limit in 64 bits.
 inline constexpr std::uint64_t largestLimit = std::numeric_limits<std::uint64_t>::max() / 100;
 
+// Each takes the collector's parser a while, here and in the collector.
+inline constexpr std::size_t mostStatements = 1000;
+
 // The number that a transaction gets has up to ten digits: what is left of the collector's command
 // line for the words of a statement and the blank in front of each.
 std::size_t longestStatement();
@@ -48,8 +51,8 @@ struct FilterCheck {
     bool isGood() const;
 };
 
-// Checks every line; the collector's parser has the last word about a statement. If all are right,
-// checks that the filter fits in its limit.
+// Checks every line up to the first statement that is too many; the collector's parser has the last
+// word about a statement. If all are right, checks that the filter fits in its limit.
 FilterCheck checkFilter(const FilterFile& file);
 
 }  // namespace DchFilter

@@ -96,6 +96,20 @@ TEST_F(DchFilterTest, DoesNotTouchTheCollectorForABadFile) {
     EXPECT_EQ(run({DCH, "fs", "create", "limit", "0"}).output, "Created transaction: 0\n");
 }
 
+// As the manual page of dch warns.
+TEST_F(DchFilterTest, FindsTheNumberThatBreaksACommandInSilence) {
+    startCollector();
+    const std::string statement = "list count 99999999999";
+    EXPECT_EQ(run({DCH, "fs", "create", "limit", "0"}).output, "Created transaction: 0\n");
+    const auto added = run({"/bin/sh", "-c", DCH " fs add 0 " + statement});
+    EXPECT_EQ(added.status, 0);
+    EXPECT_EQ(added.output + added.error, "");
+    EXPECT_EQ(run({DCH, "fs", "commit", "0"}).status, 2);  // an empty transaction
+    const auto checked = run({DCH_FILTER, "--check", write("limit 0\n" + statement + '\n')});
+    EXPECT_EQ(checked.status, EX_DATAERR);
+    EXPECT_THAT(checked.error, HasSubstr("some.filter:2:12: "));
+}
+
 TEST_F(DchFilterTest, OnlyChecksWhenAskedTo) {
     startCollector();
     const auto checked = run({DCH_FILTER, "--check", write(good)});
@@ -182,6 +196,15 @@ TEST_F(DchFilterTest, TellsWhyAFileOrACatalogueCannotBeUsed) {
     const auto bad = run({DCH_FILTER, "--catalogue", write(good), write(good)});
     EXPECT_EQ(bad.status, EX_DATAERR);
     EXPECT_THAT(bad.error, StartsWith("dch-filter: "));
+}
+
+TEST_F(DchFilterTest, RefusesAFileThatIsTooLong) {
+    const std::string filter = "limit 0\nlist count 5\n#";
+    const auto longest = filter + std::string(131072 - filter.size(), 'x');
+    EXPECT_EQ(run({DCH_FILTER, "--check", write(longest)}).status, 0);
+    const auto refused = run({DCH_FILTER, "--check", write(longest + 'x')});
+    EXPECT_EQ(refused.status, EX_DATAERR);
+    EXPECT_THAT(refused.error, HasSubstr("some.filter: longer than 131072 bytes\n"));
 }
 
 TEST_F(DchFilterTest, RefusesWrongUsage) {

@@ -97,6 +97,32 @@ TEST(FilterCheck, TellsOfWarningsInAGoodFilter) {
     EXPECT_EQ(filter.diagnostics[0].column, 12U);
 }
 
+TEST(FilterCheck, RefusesMoreStatementsThanThereMayBe) {
+    std::string text = "limit 0\n";
+    for (std::size_t statement = 0; statement < 1000; ++statement) {
+        text += "list count 5\n";
+    }
+    EXPECT_THAT(faultsOf(text), IsEmpty());
+    const auto filter = check(text + "# one more:\n  list count 5\nlist count x\n");
+    ASSERT_THAT(filter.diagnostics, SizeIs(1));
+    EXPECT_EQ(filter.diagnostics[0].line, 1003U);
+    EXPECT_EQ(filter.diagnostics[0].column, 2U);
+    EXPECT_EQ(filter.diagnostics[0].text,
+              "more than 1000 statements; make several filters of them");
+    EXPECT_FALSE(filter.isGood());
+    EXPECT_THAT(filter.statements, SizeIs(1000));
+}
+
+TEST(FilterCheck, CountsLinesThatAreWrongAsStatementsToo) {
+    std::string text;
+    for (std::size_t line = 0; line < 1500; ++line) {
+        text += "limit 0\n";
+    }
+    const auto faults = faultsOf(text);
+    ASSERT_THAT(faults, SizeIs(1001));
+    EXPECT_THAT(faults.back(), HasSubstr("1002:1: more than 1000 statements"));
+}
+
 // "dch fs add 4294967295" and the statement make a line of 4096 characters.
 TEST(FilterCheck, RefusesStatementsThatDoNotFitOnTheCommandLine) {
     EXPECT_EQ(longestStatement(), 4075U);

@@ -25,8 +25,11 @@ constexpr std::uint32_t knownVersion = 1;
 // The tag of the version, the first field: a backspace, if it were text.
 constexpr char firstByteOfMessage = '\x08';
 
-// Two bytes of input make a collection, which takes a hundred times as much in memory.
+// All messages of an input are held until its end is read. Two bytes of input make a collection,
+// which takes a hundred times as much in memory; 27 characters make an empty message, which takes
+// ten times as much.
 constexpr int mostCollections = 200'000;
+constexpr std::size_t mostMessages = 200'000;
 
 // A place in the input, for error messages: an offset in a text, or all of it.
 struct Place {
@@ -126,12 +129,18 @@ int countCollections(const std::string& bytes) {
     return count;
 }
 
-PulledMessage parse(std::string bytes, const Place& place) {
+[[noreturn]] void failForNumber(const Place& place, std::size_t limit, const char* ofWhat) {
+    fail(place, "more than " + std::to_string(limit) + ' ' + ofWhat);
+}
+
+// Takes the message's collections off what the input may still have.
+PulledMessage parse(std::string bytes, const Place& place, int& collectionsLeft) {
     if (bytes.size() > longestMessage) {
         failForLength(place.source, longestMessage);
     }
-    if (countCollections(bytes) > mostCollections) {
-        fail(place, "more than " + std::to_string(mostCollections) + " collections");
+    collectionsLeft -= countCollections(bytes);
+    if (collectionsLeft < 0) {
+        failForNumber(place, mostCollections, "collections");
     }
     PulledMessage message;
     if (!message.collections.ParsePartialFromString(bytes)) {
@@ -165,8 +174,13 @@ std::string decode(const Encoded& encoded, const std::string& source) {
 std::vector<PulledMessage> readText(std::string_view text, const std::string& source) {
     std::vector<PulledMessage> pulls;
     std::size_t position = 0;
+    int collectionsLeft = mostCollections;
     while (const auto encoded = findEncoded(text, position, source)) {
-        pulls.push_back(parse(decode(*encoded, source), {source, encoded->offset}));
+        const Place place{source, encoded->offset};
+        if (pulls.size() == mostMessages) {
+            failForNumber(place, mostMessages, "messages");
+        }
+        pulls.push_back(parse(decode(*encoded, source), place, collectionsLeft));
         position = encoded->offset + encoded->text.size() + closing.size();
     }
     if (pulls.empty()) {
@@ -178,7 +192,8 @@ std::vector<PulledMessage> readText(std::string_view text, const std::string& so
 }  // namespace
 
 PulledMessage readMessage(std::string bytes, const std::string& source) {
-    return parse(std::move(bytes), {source});
+    int collectionsLeft = mostCollections;
+    return parse(std::move(bytes), {source}, collectionsLeft);
 }
 
 std::vector<PulledMessage> readPulls(std::string input, const std::string& source, InputForm form) {

@@ -83,7 +83,8 @@ std::string textOf(const RegisterInfo& info) {
             before = " ";
         }
     }
-    return text + ", " + std::to_string(info.registers_size()) + " registers";
+    return text + ", " + std::to_string(info.registers_size()) +
+           (info.registers_size() == 1 ? " register" : " registers");
 }
 
 template <typename Message>

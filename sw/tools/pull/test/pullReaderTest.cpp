@@ -148,12 +148,37 @@ TEST(PullReader, RefusesAnotherVersion) {
               "pull.txt: byte 11: version 2 of the format; this program reads version 1");
 }
 
-TEST(PullReader, RefusesMoreCollectionsThanAnyCollectorMakes) {
+// A message with so many empty collections, of all kinds in turn.
+std::string bytesOfMany(int collections) {
     std::string bytes = "\x08\x01";
-    for (int collection = 0; collection <= 200'000; ++collection) {
-        bytes += std::string("\x12\x00", 2);
+    for (int collection = 0; collection < collections; ++collection) {
+        bytes += static_cast<char>(0x12 + collection % 3 * 8);
+        bytes += '\0';
     }
-    EXPECT_EQ(complaintAbout(pullOf(bytes)), "pull.txt: byte 11: more than 200000 collections");
+    return bytes;
+}
+
+TEST(PullReader, RefusesMoreCollectionsThanAnyCollectorMakes) {
+    EXPECT_EQ(complaintAbout(pullOf(bytesOfMany(200'001))),
+              "pull.txt: byte 11: more than 200000 collections");
+}
+
+TEST(PullReader, CountsTheCollectionsOfAllMessages) {
+    const auto first = pullOf(bytesOfMany(100'000));
+    EXPECT_EQ(readPulls(first + first, "").size(), 2U);
+    EXPECT_EQ(complaintAbout(first + first + pullOf(bytesOfMany(1))),
+              "pull.txt: byte " + std::to_string(2 * first.size() + 11) +
+                  ": more than 200000 collections");
+}
+
+TEST(PullReader, RefusesMoreMessagesThanAnybodyReads) {
+    std::string text;
+    for (int message = 0; message < 200'000; ++message) {
+        text += "<QdxOutput>CAE=</QdxOutput>";
+    }
+    EXPECT_EQ(readPulls(text, "").size(), 200'000U);
+    EXPECT_EQ(complaintAbout(text + pullOf(bytesOf(7))),
+              "pull.txt: byte " + std::to_string(text.size() + 11) + ": more than 200000 messages");
 }
 
 TEST(PullReader, RefusesAnInputPastTheLimit) {

@@ -52,6 +52,14 @@ TEST(RecordText, TellsARegisterDump) {
     EXPECT_EQ(shown(info), "eth0 PERIODIC, 2 registers");
 }
 
+TEST(RecordText, TellsARegisterDumpOfOneRegister) {
+    RegisterInfo info;
+    info.set_block("pll");
+    info.set_cause(RegisterInfo::PERIODIC);
+    info.add_registers()->set_value(7);
+    EXPECT_EQ(shown(info), "pll PERIODIC, 1 register");
+}
+
 TEST(RecordText, TellsTheRegistersThatGaveTheCause) {
     RegisterInfo info;
     info.set_block("eth0");
