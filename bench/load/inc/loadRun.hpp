@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -27,10 +28,14 @@ struct Outcome {
     bool allHandled = true;   // the collector confirmed that
 };
 
+enum class Phase { Sending, Waiting };
+
 // Runs each frontend on a thread of its own, its mailbox being "QdxLoad" and its number, and
 // returns when the collector has handled everything, or hasn't for 10 seconds. All begin together
-// when all are connected; when stopped becomes true they end early. Throws std::runtime_error, with
+// when all are connected; when stopped becomes true they end early. Calls
+// onPhase when they begin, and when all wait for the collector to take the rest. Throws std::runtime_error, with
 // one line, if there is no collector for 10 seconds, or no mailbox to be had.
-Outcome run(const Plan& plan, const Load& load, const std::atomic<bool>& stopped);
+Outcome run(const Plan& plan, const Load& load, const std::atomic<bool>& stopped,
+            const std::function<void(Phase)>& onPhase);
 
 }  // namespace QdxLoad

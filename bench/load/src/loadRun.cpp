@@ -12,43 +12,66 @@ namespace {
 using Qdx::Frontend::Clock;
 
 // What the threads of a run share.
-struct Start {
-    explicit Start(std::uint32_t frontends) : ready(frontends) {}
+struct Shared {
+    explicit Shared(std::uint32_t frontends) : ready(frontends), fed(frontends) {}
 
     std::latch ready;
+    std::latch fed;
     std::atomic<bool> failed = false;
 };
 
+// Counts down when it goes, whyever.
+class CountDown {
+public:
+    explicit CountDown(std::latch& latch) : counted(latch) {}
+    ~CountDown() { counted.count_down(); }
+    CountDown(const CountDown&) = delete;
+    CountDown& operator=(const CountDown&) = delete;
+
+private:
+    std::latch& counted;
+};
+
 FrontendOutcome runFrontend(const Plan& plan, const Load& load, std::uint32_t number,
-                            const std::atomic<bool>& stopped, Start& start) {
+                            const std::atomic<bool>& stopped, Shared& shared) {
     std::optional<LoadFrontend> frontend;
     try {
         frontend.emplace(plan, load, number);
         frontend->connect(stopped);
     } catch (...) {
-        start.failed = true;
-        start.ready.count_down();
+        shared.failed = true;
+        shared.ready.count_down();
+        shared.fed.count_down();
         throw;
     }
-    start.ready.arrive_and_wait();
-    if (!start.failed) {
-        frontend->feed(stopped);
+    shared.ready.arrive_and_wait();
+    {
+        const CountDown atEnd(shared.fed);
+        if (!shared.failed) {
+            frontend->feed(stopped);
+        }
     }
     return frontend->finish();
 }
 
 }  // namespace
 
-Outcome run(const Plan& plan, const Load& load, const std::atomic<bool>& stopped) {
-    Start start(plan.frontends);
+Outcome run(const Plan& plan, const Load& load, const std::atomic<bool>& stopped,
+            const std::function<void(Phase)>& onPhase) {
+    Shared shared(plan.frontends);
     std::vector<std::future<FrontendOutcome>> threads;
     for (std::uint32_t number = 0; number < plan.frontends; ++number) {
-        threads.push_back(std::async(std::launch::async, [&plan, &load, number, &stopped, &start] {
-            return runFrontend(plan, load, number, stopped, start);
+        threads.push_back(std::async(std::launch::async, [&plan, &load, number, &stopped, &shared] {
+            return runFrontend(plan, load, number, stopped, shared);
         }));
     }
-    start.ready.wait();
+    shared.ready.wait();
     const auto begin = Clock::now();
+    if (!shared.failed) {
+        onPhase(Phase::Sending);
+        shared.fed.wait();
+        onPhase(Phase::Waiting);
+    }
     Outcome outcome{.ledger = {.plan = plan, .frontends = {}}, .statistics = {}};
     for (auto& thread : threads) {
         auto result = thread.get();

@@ -51,13 +51,17 @@ int writeFile(const std::string& path, const Write& write) {
 
 // ---- Sending
 
+void tell(Phase phase) {
+    (void)report(phase == Phase::Sending ? "sending" : "waiting for the collector", EX_OK);
+}
+
 int sendLoad(const Options& options) {
     std::signal(SIGINT, stop);
     std::signal(SIGTERM, stop);
     CollectorUse use;
     use.processBefore = options.collector ? options.collector : findCollector();
     use.before = use.processBefore ? readUse(*use.processBefore) : std::nullopt;
-    const auto outcome = run(options.plan, options.load, stopped);
+    const auto outcome = run(options.plan, options.load, stopped, tell);
     use.process = options.collector ? options.collector : findCollector();
     use.after = use.process ? readUse(*use.process) : std::nullopt;
     printReport(std::cout, outcome, options.load, use);
