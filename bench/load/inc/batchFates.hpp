@@ -38,7 +38,7 @@ private:
 
     Qdx::Frontend::Statistics last;
     std::uint64_t closedBatches = 0;
-    std::uint64_t openFirst = 0;                              // of the batch that gathers samples
+    std::uint64_t openFirst = 0;                                // of the batch that gathers samples
     std::deque<std::pair<std::uint64_t, std::uint64_t>> queue;  // first and end of those that wait
     std::vector<Range> settled;
 };

@@ -10,7 +10,7 @@
 namespace QdxLoad {
 
 struct ProcessUse {
-    double cpuSeconds;          // of all its threads, in user and kernel mode; counted in ticks
+    double cpuSeconds;            // of all its threads, in user and kernel mode; counted in ticks
     std::uint64_t peakKibibytes;  // of memory, resident
 };
 

@@ -13,8 +13,9 @@ namespace QdxLoad {
 // The values that the last collector got, in order; of a counter with what it carried of those
 // dropped before. Only the newest are kept.
 struct Expectation {
-    std::uint64_t total = 0;    // all that it may have got
-    std::uint64_t certain = 0;  // the first ones that it has; behind them it may have got any number
+    std::uint64_t total = 0;  // all that it may have got
+    std::uint64_t certain =
+        0;  // the first ones that it has; behind them it may have got any number
     std::vector<std::int64_t> newest;  // of the total
 
     // The place in the total of the first that is kept.

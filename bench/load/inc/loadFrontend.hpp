@@ -16,7 +16,7 @@ namespace QdxLoad {
 struct FrontendOutcome {
     FrontendLedger ledger;
     Qdx::Frontend::Statistics statistics;
-    bool handled;  // by the collector, all that was added
+    bool handled = false;  // by the collector, all that was added
 };
 
 // Used as connect feed finish, all on the thread that constructs it. The plan and the load must

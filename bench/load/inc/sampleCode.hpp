@@ -12,7 +12,8 @@ namespace QdxLoad {
 //     63  62       40 39        0
 //     | 0 | series+1 | sequence |
 //
-// Never 0 and never negative, so that neither an empty value nor a sum that ran over passes for one.
+// Never 0 and never negative, so that neither an empty value nor a sum that ran over passes for
+// one.
 struct Code {
     std::uint64_t series;    // its number in the plan
     std::uint64_t sequence;  // counts the samples of the series from 0

@@ -157,10 +157,12 @@ void Checker::checkCollection(Kind kind, const Collection& collection) {
                       collection.context().ShortDebugString() + "} is none of the run's");
     }
     auto scope = scopeOf(collection);
-    scope.name.append(scope.name.empty() ? "no aggregation of " : " of ").append(describe(ledger.plan, *series));
+    scope.name.append(scope.name.empty() ? "no aggregation of " : " of ")
+        .append(describe(ledger.plan, *series));
     if (collection.values_size() != collection.timestamps_size() || scope.method == Method::None) {
         return report("damaged: " + std::to_string(collection.values_size()) + " values and " +
-                      std::to_string(collection.timestamps_size()) + " timestamps in " + scope.name);
+                      std::to_string(collection.timestamps_size()) + " timestamps in " +
+                      scope.name);
     }
     if (scope.ofSeconds && scope.method != Method::List) {
         ++unchecked;
@@ -220,10 +222,11 @@ void Checker::reportLost(const Scope& scope, const Expectation& expected,
     const auto begin = seen.begin() + static_cast<std::ptrdiff_t>(std::min(from, seen.size()));
     for (auto lost = std::find(begin, seen.end(), false); lost != seen.end();) {
         const auto next = std::find(lost, seen.end(), true);
-        report("lost: " + std::to_string(next - lost) + " of " + std::to_string(expected.total) +
-               " values, from number " +
-               std::to_string(expected.skipped() + static_cast<std::uint64_t>(lost - seen.begin())) +
-               " on, in " + scope.name);
+        report(
+            "lost: " + std::to_string(next - lost) + " of " + std::to_string(expected.total) +
+            " values, from number " +
+            std::to_string(expected.skipped() + static_cast<std::uint64_t>(lost - seen.begin())) +
+            " on, in " + scope.name);
         lost = std::find(next, seen.end(), false);
     }
 }
@@ -267,7 +270,8 @@ std::string Checker::explain(const Series& series, std::int64_t value, std::size
     if (ledger.plan.kindOf(series.object) == Kind::Counter) {
         return "invented: " + text + sequence + " without what it carried";
     }
-    return "reordered: " + text + sequence + ", older than the newest " + std::to_string(kept) + ",";
+    return "reordered: " + text + sequence + ", older than the newest " + std::to_string(kept) +
+           ",";
 }
 
 void Checker::finish() {

@@ -115,8 +115,7 @@ std::uint64_t samplesOf(const Ledger& ledger, const Series& series) {
 
 std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t sequence) {
     const auto& frontend = ledger.frontends[series.frontend];
-    const auto index =
-        sequence * ledger.plan.seriesPerFrontend() + turnOf(ledger.plan, series);
+    const auto index = sequence * ledger.plan.seriesPerFrontend() + turnOf(ledger.plan, series);
     const auto range = std::upper_bound(
         frontend.ranges.begin(), frontend.ranges.end(), index,
         [](std::uint64_t place, const Range& candidate) { return place < candidate.end; });

@@ -15,7 +15,6 @@ namespace QdxLoad {
 namespace {
 
 using Qdx::Frontend::Clock;
-using Qdx::Frontend::Connection;
 using Qdx::Frontend::State;
 using namespace std::chrono_literals;
 
@@ -50,10 +49,9 @@ LoadFrontend::LoadFrontend(const Plan& wholePlan, const Load& wholeLoad, std::ui
     : plan(wholePlan),
       load(wholeLoad),
       number(frontend),
-      connection("QdxLoad" + std::to_string(frontend), metaData(),
-                 {.queuedBatches = queuedBatches, .onStateChange = [this](State) {
-                      observe(added);
-                  }}),
+      connection(
+          "QdxLoad" + std::to_string(frontend), metaData(),
+          {.queuedBatches = queuedBatches, .onStateChange = [this](State) { observe(added); }}),
       record(plan.recordSize) {
     const auto order = plan.order(number);
     turns.reserve(order.size());
@@ -80,8 +78,9 @@ void LoadFrontend::connect(const std::atomic<bool>& stopped) {
     const auto end = Clock::now() + patience;
     while (connection.state() != State::Connected && !stopped) {
         if (Clock::now() >= end) {
-            throw std::runtime_error("no collector confirms the connection; is qdxd up in this "
-                                     "unit (UNIT_ROOT)?");
+            throw std::runtime_error(
+                "no collector confirms the connection; is qdxd up in this "
+                "unit (UNIT_ROOT)?");
         }
         serveUntil(std::min(end, Clock::now() + tick));
     }
@@ -172,8 +171,7 @@ void LoadFrontend::observe(std::uint64_t boundary) {
 FrontendOutcome LoadFrontend::finish() {
     const bool drained = connection.drain(patience);
     observe(added);
-    const bool handled =
-        drained && connection.state() == State::Connected && awaitHandled();
+    const bool handled = drained && connection.state() == State::Connected && awaitHandled();
     const auto statistics = connection.statistics();
     FrontendLedger ledger{
         .added = added,
@@ -188,8 +186,7 @@ FrontendOutcome LoadFrontend::finish() {
 bool LoadFrontend::awaitHandled() const {
     const auto request =
         Qdx::V1::encodeConnectionRequest({.procedure = lastRequest}, {Qdx::V1::protocolRevision});
-    ozo_send(Qdx::V1::toOzoMessage(request), ozo_locate(Qdx::V1::collectorMailbox),
-             OZO_MY_MAILBOX);
+    ozo_send(Qdx::V1::toOzoMessage(request), ozo_locate(Qdx::V1::collectorMailbox), OZO_MY_MAILBOX);
     const auto end = Clock::now() + patience;
     for (auto now = Clock::now(); now < end; now = Clock::now()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);

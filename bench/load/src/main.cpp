@@ -44,9 +44,9 @@ template <typename Write>
 int writeFile(const std::string& path, const Write& write) {
     std::ofstream file(path);
     write(file);
-    return file.flush() ? EX_OK
-                        : report(path + ": " + std::generic_category().message(errno),
-                                 EX_CANTCREAT);
+    return file.flush()
+               ? EX_OK
+               : report(path + ": " + std::generic_category().message(errno), EX_CANTCREAT);
 }
 
 // ---- Sending
@@ -66,8 +66,8 @@ int sendLoad(const Options& options) {
     use.after = use.process ? readUse(*use.process) : std::nullopt;
     printReport(std::cout, outcome, options.load, use);
     if (!options.ledger.empty()) {
-        const int status = writeFile(
-            options.ledger, [&](std::ostream& out) { writeLedger(out, outcome.ledger); });
+        const int status =
+            writeFile(options.ledger, [&](std::ostream& out) { writeLedger(out, outcome.ledger); });
         if (status != EX_OK) {
             return status;
         }

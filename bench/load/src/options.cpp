@@ -34,8 +34,7 @@ struct Parsed {
 
 // Written so that "nan" is outside of every range.
 CLI::Validator between(double low, double high) {
-    const std::string range =
-        CLI::detail::to_string(low) + " to " + CLI::detail::to_string(high);
+    const std::string range = CLI::detail::to_string(low) + " to " + CLI::detail::to_string(high);
     return {[low, high, range](std::string& text) {
                 double value = 0;
                 const bool good =
@@ -46,9 +45,8 @@ CLI::Validator between(double low, double high) {
 }
 
 void addShape(CLI::App& app, Plan& plan) {
-    static const std::map<std::string, Kind> kinds{{"measurement", Kind::Measurement},
-                                                   {"counter", Kind::Counter},
-                                                   {"record", Kind::Record}};
+    static const std::map<std::string, Kind> kinds{
+        {"measurement", Kind::Measurement}, {"counter", Kind::Counter}, {"record", Kind::Record}};
     app.add_option("--frontends", plan.frontends, "Frontends, each on a thread of its own")
         ->check(CLI::Range(1U, mostFrontends))
         ->capture_default_str();
@@ -129,9 +127,10 @@ Options finish(const CLI::App& app, Parsed& parsed) {
 
 std::optional<Options> parseOptions(int argc, const char* const* argv, int& exitStatus) {
     Parsed parsed;
-    CLI::App app("Sends a load of measurements, counters and records to the collector, and checks "
-                 "what is pulled.",
-                 "qdxload");
+    CLI::App app(
+        "Sends a load of measurements, counters and records to the collector, and checks "
+        "what is pulled.",
+        "qdxload");
     app.footer(footer);
     app.set_version_flag("--version", "qdxload " QDX_VERSION);
     addShape(app, parsed.options.plan);

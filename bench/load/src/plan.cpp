@@ -50,18 +50,17 @@ std::vector<std::uint64_t> Plan::order(std::uint32_t frontend) const {
 std::string Plan::fault() const {
     const auto bound = [](const char* what, std::uint64_t value, std::uint64_t low,
                           std::uint64_t high) {
-        return value >= low && value <= high ? std::string()
-                                             : std::to_string(value) + " " + what + "; from " +
-                                                   std::to_string(low) + " to " +
-                                                   std::to_string(high) + " are possible";
+        return value >= low && value <= high
+                   ? std::string()
+                   : std::to_string(value) + " " + what + "; from " + std::to_string(low) + " to " +
+                         std::to_string(high) + " are possible";
     };
-    for (auto& text : {bound("frontends", frontends, 1, mostFrontends),
-                       bound("objects", objects, 1, mostObjects),
-                       bound("contexts", contexts, 1, mostContexts),
-                       bound("kinds", kinds.size(), 1, kindNames.size()),
-                       bound("bytes in a record", recordSize, smallestRecord, largestRecord),
-                       bound("series (frontends x objects x contexts)", seriesCount(), 1,
-                             mostSeries)}) {
+    for (auto& text :
+         {bound("frontends", frontends, 1, mostFrontends),
+          bound("objects", objects, 1, mostObjects), bound("contexts", contexts, 1, mostContexts),
+          bound("kinds", kinds.size(), 1, kindNames.size()),
+          bound("bytes in a record", recordSize, smallestRecord, largestRecord),
+          bound("series (frontends x objects x contexts)", seriesCount(), 1, mostSeries)}) {
         if (!text.empty()) {
             return text;
         }

@@ -52,8 +52,8 @@ public:
     explicit Table(std::ostream& stream) : out(stream) { out << std::fixed; }
 
     std::ostream& row(const std::string& label, std::uint64_t value) {
-        return out << '\n' << std::left << std::setw(22) << label << std::right << std::setw(14)
-                   << value;
+        return out << '\n'
+                   << std::left << std::setw(22) << label << std::right << std::setw(14) << value;
     }
 
 private:
@@ -85,8 +85,8 @@ void printCollector(std::ostream& out, const CollectorUse& use, std::uint64_t sa
         const auto seconds = use.after->cpuSeconds - use.before->cpuSeconds;
         out << ": " << std::setprecision(2) << seconds << " s of CPU";
         if (samples > 0) {
-            out << ", " << std::setprecision(0)
-                << seconds * 1e9 / static_cast<double>(samples) << " ns a sample";
+            out << ", " << std::setprecision(0) << seconds * 1e9 / static_cast<double>(samples)
+                << " ns a sample";
         }
     } else {
         out << ": started during the run";
@@ -104,8 +104,8 @@ void printReport(std::ostream& out, const Outcome& outcome, const Load& load,
     };
     Table table(out);
     printShape(out, outcome.ledger.plan, load);
-    out << (outcome.allHandled ? "; all was handled after " : "; ended after ")
-        << outcome.seconds << " s" << std::setprecision(0);
+    out << (outcome.allHandled ? "; all was handled after " : "; ended after ") << outcome.seconds
+        << " s" << std::setprecision(0);
     table.row("samples added", totals.added);
     table.row("samples sent", totals.sent) << std::setw(14) << rate(totals.sent) << "/s";
     table.row("batches sent", totals.batches) << std::setw(14) << rate(totals.batches) << "/s";

@@ -47,7 +47,8 @@ RunBuilder shortRun() {
 class ListCheckTest : public testing::TestWithParam<Series> {};
 
 TEST_P(ListCheckTest, WhatWasSentIsRight) {
-    EXPECT_THAT(checkSpoiled(shortRun(), GetParam(), [](Values&) {}, Began::BeforeFirstSample),
+    EXPECT_THAT(checkSpoiled(
+                    shortRun(), GetParam(), [](Values&) {}, Began::BeforeFirstSample),
                 IsEmpty());
 }
 
@@ -82,11 +83,10 @@ TEST_P(ListCheckTest, ReorderingIsFound) {
 }
 
 TEST_P(ListCheckTest, ALossBetweenIsFound) {
-    EXPECT_THAT(checkSpoiled(shortRun(), GetParam(),
-                             [](Values& values) {
-                                 values.erase(values.begin() + 4, values.begin() + 6);
-                             }),
-                ElementsAre(StartsWith("lost: 2 of 18 values, from number 4 on, in list")));
+    EXPECT_THAT(
+        checkSpoiled(shortRun(), GetParam(),
+                     [](Values& values) { values.erase(values.begin() + 4, values.begin() + 6); }),
+        ElementsAre(StartsWith("lost: 2 of 18 values, from number 4 on, in list")));
 }
 
 TEST_P(ListCheckTest, ALossAtTheEndIsFound) {
@@ -116,18 +116,19 @@ TEST_P(ListCheckTest, AnEmptyListHasLostAllThatWasSent) {
 TEST_P(ListCheckTest, WhatWaitedAtTheEndMayHaveArrivedOrNot) {
     const auto run = RunBuilder().sent(60).waiting(30);
     for (std::size_t missing = 0; missing <= 5; ++missing) {
-        EXPECT_THAT(checkSpoiled(run, GetParam(),
-                                 [&](Values& values) { values.resize(values.size() - missing); },
-                                 Began::BeforeFirstSample),
-                    IsEmpty());
+        EXPECT_THAT(
+            checkSpoiled(
+                run, GetParam(), [&](Values& values) { values.resize(values.size() - missing); },
+                Began::BeforeFirstSample),
+            IsEmpty());
     }
 }
 
 TEST_P(ListCheckTest, WhatWaitedAtTheEndArrivedWithoutGaps) {
     const auto run = RunBuilder().sent(60).waiting(30);
-    EXPECT_THAT(checkSpoiled(run, GetParam(),
-                             [](Values& values) { values.erase(values.end() - 2); }),
-                ElementsAre(StartsWith("lost: 1 of 15 values, from number 13 on, in list")));
+    EXPECT_THAT(
+        checkSpoiled(run, GetParam(), [](Values& values) { values.erase(values.end() - 2); }),
+        ElementsAre(StartsWith("lost: 1 of 15 values, from number 13 on, in list")));
 }
 
 TEST_P(ListCheckTest, AFewTimestampsAreNotEnough) {
@@ -166,10 +167,10 @@ TEST(CheckerTest, AValueThatWasDroppedAndCameAllTheSameIsFound) {
 TEST(CheckerTest, AValueOfAnEarlierCollectorIsFound) {
     const auto run = RunBuilder().sent(6).reconnect().sent(6);
     const auto gone = valueOf(run.ledger(), record, 0);
-    EXPECT_THAT(checkSpoiled(run, record,
-                             [&](Values& values) { values.insert(values.begin(), gone); }),
-                ElementsAre(StartsWith("undelivered: " + std::to_string(gone) +
-                                       " (sequence 0), which went to an earlier collector, in")));
+    EXPECT_THAT(
+        checkSpoiled(run, record, [&](Values& values) { values.insert(values.begin(), gone); }),
+        ElementsAre(StartsWith("undelivered: " + std::to_string(gone) +
+                               " (sequence 0), which went to an earlier collector, in")));
 }
 
 TEST(CheckerTest, AnIncrementThatForgotWhatItCarriedIsFound) {
@@ -190,12 +191,13 @@ TEST(CheckerTest, ANumberThatIsNoCodeIsFound) {
 TEST(CheckerTest, AValueFromLongAgoIsFound) {
     const auto run = RunBuilder().sent(600'000);
     const auto old = valueOf(run.ledger(), measurement, 7);
-    EXPECT_THAT(checkSpoiled(run, measurement,
-                             [&](Values& values) {
-                                 values = {values.end() - 2, values.end()};
-                                 values.insert(values.begin(), old);
-                             }),
-                ElementsAre(StartsWith("reordered: " + std::to_string(old) + " (sequence 7), older")));
+    EXPECT_THAT(
+        checkSpoiled(run, measurement,
+                     [&](Values& values) {
+                         values = {values.end() - 2, values.end()};
+                         values.insert(values.begin(), old);
+                     }),
+        ElementsAre(StartsWith("reordered: " + std::to_string(old) + " (sequence 7), older")));
 }
 
 TEST(CheckerTest, ADamagedRecordIsFound) {
@@ -209,8 +211,8 @@ TEST(CheckerTest, ADamagedRecordIsFound) {
 
 // --- Whose a collection is ---------------------------------------------------------------------
 
-class ForeignCollectionTest
-    : public testing::TestWithParam<void (*)(Qdx::MeasurementCollection&)> {};
+class ForeignCollectionTest : public testing::TestWithParam<void (*)(Qdx::MeasurementCollection&)> {
+};
 
 TEST_P(ForeignCollectionTest, IsFound) {
     const auto run = shortRun();
@@ -222,23 +224,24 @@ TEST_P(ForeignCollectionTest, IsFound) {
 
 INSTANTIATE_TEST_SUITE_P(
     Heads, ForeignCollectionTest,
-    testing::Values(
-        [](Qdx::MeasurementCollection& collection) { collection.set_id(0); },
-        [](Qdx::MeasurementCollection& collection) { collection.set_id(4); },
-        [](Qdx::MeasurementCollection& collection) { collection.set_id(2); },  // a counter
-        [](Qdx::MeasurementCollection& collection) { collection.clear_context(); },
-        [](Qdx::MeasurementCollection& collection) {
-            collection.mutable_context()->set_client_id(2);
-        },
-        [](Qdx::MeasurementCollection& collection) {
-            collection.mutable_context()->set_client_id(-1);
-        },
-        [](Qdx::MeasurementCollection& collection) {
-            collection.mutable_context()->set_device_id(2);
-        },
-        [](Qdx::MeasurementCollection& collection) {
-            collection.mutable_context()->set_rf_branch(0);
-        }));
+    testing::Values([](Qdx::MeasurementCollection& collection) { collection.set_id(0); },
+                    [](Qdx::MeasurementCollection& collection) { collection.set_id(4); },
+                    [](Qdx::MeasurementCollection& collection) {
+                        collection.set_id(2);
+                    },  // a counter
+                    [](Qdx::MeasurementCollection& collection) { collection.clear_context(); },
+                    [](Qdx::MeasurementCollection& collection) {
+                        collection.mutable_context()->set_client_id(2);
+                    },
+                    [](Qdx::MeasurementCollection& collection) {
+                        collection.mutable_context()->set_client_id(-1);
+                    },
+                    [](Qdx::MeasurementCollection& collection) {
+                        collection.mutable_context()->set_device_id(2);
+                    },
+                    [](Qdx::MeasurementCollection& collection) {
+                        collection.mutable_context()->set_rf_branch(0);
+                    }));
 
 TEST(CheckerTest, ASeriesThatIsInNoPullIsFoundOfFiltersThatWereThere) {
     const auto run = RunBuilder().sent(6);
@@ -246,8 +249,8 @@ TEST(CheckerTest, ASeriesThatIsInNoPullIsFoundOfFiltersThatWereThere) {
     for (std::uint64_t number = 0; number < run.ledger().plan.seriesCount(); ++number) {
         const auto series = run.ledger().plan.seriesAt(number);
         if (series != measurement && series != record) {
-            checker.check(listOf(run.ledger(), series,
-                                 expect(run.ledger(), series, all).newest, listSize));
+            checker.check(
+                listOf(run.ledger(), series, expect(run.ledger(), series, all).newest, listSize));
         }
     }
     checker.finish();
@@ -259,8 +262,8 @@ TEST(CheckerTest, ASeriesThatIsInNoPullIsFoundOfFiltersThatWereThere) {
 TEST(CheckerTest, ASeriesThatIsInNoPullMayNotHaveBeenCaptured) {
     const auto run = RunBuilder().sent(6);
     Checker checker(run.ledger(), Began::Sometime);
-    checker.check(listOf(run.ledger(), measurement,
-                         expect(run.ledger(), measurement, all).newest, listSize));
+    checker.check(
+        listOf(run.ledger(), measurement, expect(run.ledger(), measurement, all).newest, listSize));
     checker.finish();
     EXPECT_THAT(checker.violations(), IsEmpty());
 }
@@ -329,8 +332,9 @@ protected:
         const auto values = expect(run.ledger(), GetParam().series, all).newest;
         Values results;
         for (std::size_t i = from; i < from + count * 3; i += 3) {
-            results.push_back(GetParam().result({values.begin() + static_cast<std::ptrdiff_t>(i),
-                                                 values.begin() + static_cast<std::ptrdiff_t>(i + 3)}));
+            results.push_back(
+                GetParam().result({values.begin() + static_cast<std::ptrdiff_t>(i),
+                                   values.begin() + static_cast<std::ptrdiff_t>(i + 3)}));
         }
         return results;
     }
@@ -410,10 +414,9 @@ TEST(CheckerTest, WindowsOfNoSamplesAreFound) {
 TEST(CheckerTest, CountsWhatItChecked) {
     const auto run = shortRun();
     Checker checker(run.ledger(), Began::Sometime);
-    checker.check(listOf(run.ledger(), measurement,
-                         expect(run.ledger(), measurement, all).newest, listSize));
     checker.check(
-        listOf(run.ledger(), record, expect(run.ledger(), record, all).newest, listSize));
+        listOf(run.ledger(), measurement, expect(run.ledger(), measurement, all).newest, listSize));
+    checker.check(listOf(run.ledger(), record, expect(run.ledger(), record, all).newest, listSize));
     EXPECT_EQ(checker.checkedCollections(), 2U);
     EXPECT_EQ(checker.checkedValues(), 36U);
 }

@@ -10,7 +10,8 @@ using namespace QdxLoad;
 
 const char* const stat =
     "4711 (qd) (xd) S 1 4711 4711 0 -1 4194560 100 0 0 0 150 25 0 0 20 0 5 0 1000 100000 200\n";
-const char* const status = "Name:\tqdxd\nVmPeak:\t  999999 kB\nVmHWM:\t   12345 kB\nVmRSS:\t 1 kB\n";
+const char* const status =
+    "Name:\tqdxd\nVmPeak:\t  999999 kB\nVmHWM:\t   12345 kB\nVmRSS:\t 1 kB\n";
 
 TEST(CollectorProcessTest, CpuTimeIsOfUserAndKernelMode) {
     const auto use = parseUse(stat, status, 100);

@@ -28,10 +28,10 @@ TEST(ExpectationTest, EverySampleSentIsExpectedOnce) {
 
 TEST(ExpectationTest, WhatWasDroppedIsNot) {
     const auto run = RunBuilder().sent(6).dropped(6, 18).sent(12);
-    EXPECT_THAT(expect(run.ledger(), measurement, all).newest,
-                ElementsAre(valueOf(run.ledger(), measurement, 0),
-                            valueOf(run.ledger(), measurement, 2),
-                            valueOf(run.ledger(), measurement, 3)));
+    EXPECT_THAT(
+        expect(run.ledger(), measurement, all).newest,
+        ElementsAre(valueOf(run.ledger(), measurement, 0), valueOf(run.ledger(), measurement, 2),
+                    valueOf(run.ledger(), measurement, 3)));
 }
 
 TEST(ExpectationTest, DroppedIncrementsAreCarriedByTheFirstSampleAddedBehind) {
@@ -62,8 +62,7 @@ TEST(ExpectationTest, KeepsTheNewest) {
     ASSERT_GE(expected.newest.size(), 10U);
     EXPECT_LE(expected.newest.size(), 20U);
     EXPECT_EQ(expected.newest.back(), valueOf(run.ledger(), measurement, 99));
-    EXPECT_EQ(expected.newest.front(),
-              valueOf(run.ledger(), measurement, expected.skipped()));
+    EXPECT_EQ(expected.newest.front(), valueOf(run.ledger(), measurement, expected.skipped()));
 }
 
 TEST(ExpectationTest, CountsTheSamplesOfEachSeries) {

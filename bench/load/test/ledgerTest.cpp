@@ -8,7 +8,6 @@
 namespace {
 
 using namespace QdxLoad;
-using testing::HasSubstr;
 
 const char* const text =
     "qdxload ledger 1\n"
@@ -95,21 +94,21 @@ TEST_P(BadLedgerTest, IsRefusedWithTheLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, BadLedgerTest,
-    testing::Values(
-        BadText{"ledger 1", "ledger 2", "1: not a ledger of qdxload"},
-        BadText{"plan 2", "plan 65", "2: 65 frontends; from 1 to 64 are possible"},
-        BadText{"plan 2", "plan -2", "2: a number expected"},
-        BadText{"plan 2", "plan 4294967297", "2: a number expected"},
-        BadText{"record,counter", "record,quantity", "2: \"quantity\" is no kind"},
-        BadText{"record,counter", "record,counter 5", "2: the line should end earlier"},
-        BadText{"frontend 0", "frontend 1", "3: frontend 0 expected"},
-        BadText{"sent 0 10", "sent 1 10", "4: a range from 0 expected"},
-        BadText{"sent 0 10", "sent 0 0", "4: a range from 0 expected"},
-        BadText{"sent 12 25", "sent 12 31", "6: a range from 12 expected"},
-        BadText{"sent 12 25", "lent 12 25", "6: \"sent\", \"dropped\" or \"waiting\" expected"},
-        BadText{"connection 1", "connection x", "4: a number expected"},
-        BadText{"slowCollector", "sloth", "5: \"sloth\" is no cause"},
-        BadText{"at 20", "at 11", "5: dropped before it was there"},
-        BadText{"\nend", "\nfin", "9: \"end\" expected"}));
+    testing::Values(BadText{"ledger 1", "ledger 2", "1: not a ledger of qdxload"},
+                    BadText{"plan 2", "plan 65", "2: 65 frontends; from 1 to 64 are possible"},
+                    BadText{"plan 2", "plan -2", "2: a number expected"},
+                    BadText{"plan 2", "plan 4294967297", "2: a number expected"},
+                    BadText{"record,counter", "record,quantity", "2: \"quantity\" is no kind"},
+                    BadText{"record,counter", "record,counter 5", "2: the line should end earlier"},
+                    BadText{"frontend 0", "frontend 1", "3: frontend 0 expected"},
+                    BadText{"sent 0 10", "sent 1 10", "4: a range from 0 expected"},
+                    BadText{"sent 0 10", "sent 0 0", "4: a range from 0 expected"},
+                    BadText{"sent 12 25", "sent 12 31", "6: a range from 12 expected"},
+                    BadText{"sent 12 25", "lent 12 25",
+                            "6: \"sent\", \"dropped\" or \"waiting\" expected"},
+                    BadText{"connection 1", "connection x", "4: a number expected"},
+                    BadText{"slowCollector", "sloth", "5: \"sloth\" is no cause"},
+                    BadText{"at 20", "at 11", "5: dropped before it was there"},
+                    BadText{"\nend", "\nfin", "9: \"end\" expected"}));
 
 }  // namespace

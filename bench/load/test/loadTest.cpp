@@ -1,7 +1,6 @@
 // The load generator against a collector that runs: what comes out of it is what went in, and what
 // doesn't is counted.
 #include <chrono>
-#include <thread>
 
 #include "support/collector.hpp"
 
@@ -11,7 +10,6 @@ using namespace TestSupport;
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 using Words = std::vector<std::string>;
@@ -36,13 +34,13 @@ protected:
 
     // Lists of so many samples, records apart, and windows of all methods.
     static void createFilterOf(const std::string& samples, const std::string& records) {
-        EXPECT_EQ(createFilter({"tags MEASUREMENT list count " + samples,
-                                "tags COUNTER list count " + samples,
-                                "tags RECORD list count " + records,
-                                "tags MEASUREMENT min count 10 1000 max count 7 700 average count "
-                                "100 1000",
-                                "tags COUNTER sum count 10 1000 10000"}),
-                  (Answer{0, "Filter ID is: 11\n"}));
+        EXPECT_EQ(
+            createFilter({"tags MEASUREMENT list count " + samples,
+                          "tags COUNTER list count " + samples, "tags RECORD list count " + records,
+                          "tags MEASUREMENT min count 10 1000 max count 7 700 average count "
+                          "100 1000",
+                          "tags COUNTER sum count 10 1000 10000"}),
+            (Answer{0, "Filter ID is: 11\n"}));
     }
 
     Words loadWords(const Words& options) const {
@@ -73,8 +71,7 @@ protected:
 TEST_F(LoadTest, AtARateEverySampleArrives) {
     startCollector();
     createFilterOf("1000000", "1000000");
-    const auto load =
-        run(loadWords({"--frontends", "2", "--rate", "10000", "--seconds", "2"}));
+    const auto load = run(loadWords({"--frontends", "2", "--rate", "10000", "--seconds", "2"}));
     EXPECT_EQ(load.status, 0);
     const auto added = row(load.output, "samples added");
     EXPECT_EQ(row(load.output, "samples sent"), added);
@@ -175,9 +172,8 @@ TEST_F(LoadTest, APullThatIsNotOfTheRunIsRefused) {
     pull();
     EXPECT_EQ(check().status, 0);
     const auto written = contentOf(path("ledger"));
-    std::ofstream(path("ledger"))
-        << std::regex_replace(written, std::regex("sent 0 ([0-9]+) connection 1"),
-                              "dropped 0 $1 noMemory at $1");
+    std::ofstream(path("ledger")) << std::regex_replace(
+        written, std::regex("sent 0 ([0-9]+) connection 1"), "dropped 0 $1 noMemory at $1");
     const auto checked = check();
     EXPECT_EQ(checked.status, 1);
     EXPECT_THAT(checked.output,
@@ -191,9 +187,8 @@ TEST_F(LoadTest, MeasuresTheCollector) {
                 ContainsRegex("collector             process [0-9]+: [0-9.]+ s of CPU, [0-9]+ ns a "
                               "sample; peak memory [1-9][0-9]+ KiB\n"));
     const auto own = std::to_string(getpid());
-    EXPECT_THAT(
-        run(loadWords({"--rate", "10000", "--seconds", "1", "--collector", own})).output,
-        HasSubstr("process " + own + ": "));
+    EXPECT_THAT(run(loadWords({"--rate", "10000", "--seconds", "1", "--collector", own})).output,
+                HasSubstr("process " + own + ": "));
 }
 
 TEST_F(LoadTest, EndsEarlyWhenInterrupted) {
@@ -216,7 +211,8 @@ TEST_F(LoadTest, TwoInOneUnitDoNotMix) {
 }
 
 TEST_F(LoadTest, FaultyInputIsToldInOneLine) {
-    EXPECT_EQ(check(), (Answer{66, "qdxload: " + path("ledger") + ": No such file or directory\n"}));
+    EXPECT_EQ(check(),
+              (Answer{66, "qdxload: " + path("ledger") + ": No such file or directory\n"}));
     std::ofstream(path("ledger")) << "nonsense\n";
     EXPECT_EQ(check(),
               (Answer{65, "qdxload: " + path("ledger") + ":1: not a ledger of qdxload\n"}));
@@ -227,9 +223,9 @@ TEST_F(LoadTest, FaultyInputIsToldInOneLine) {
     const auto checked = check();
     EXPECT_EQ(checked.status, 65);
     EXPECT_THAT(checked.output, StartsWith("qdxload: " + path("pull") + ": no <QdxOutput> in it"));
-    EXPECT_EQ(run({QDXLOAD, "--list", path("missing/objects.xml")}),
-              (Answer{73, "qdxload: " + path("missing/objects.xml") +
-                              ": No such file or directory\n"}));
+    EXPECT_EQ(
+        run({QDXLOAD, "--list", path("missing/objects.xml")}),
+        (Answer{73, "qdxload: " + path("missing/objects.xml") + ": No such file or directory\n"}));
 }
 
 }  // namespace

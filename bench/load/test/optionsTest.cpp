@@ -33,11 +33,13 @@ TEST(OptionsTest, ARunIsFlatOutUnlessARateIsGiven) {
 }
 
 TEST(OptionsTest, AllOfARunCanBeGiven) {
-    const auto options =
-        parse({"--frontends", "3", "--objects", "4", "--contexts", "5", "--kinds", "record,counter",
-               "--record-size", "100", "--seed", "6", "--rate", "7.5", "--seconds", "8", "--wait",
-               "--collector", "9", "--ledger", "file"})
-            .options;
+    const auto options = parse({"--frontends",   "3",           "--objects", "4",
+                                "--contexts",    "5",           "--kinds",   "record,counter",
+                                "--record-size", "100",         "--seed",    "6",
+                                "--rate",        "7.5",         "--seconds", "8",
+                                "--wait",        "--collector", "9",         "--ledger",
+                                "file"})
+                             .options;
     ASSERT_TRUE(options);
     EXPECT_EQ(options->plan, (Plan{.frontends = 3,
                                    .objects = 4,
@@ -80,21 +82,16 @@ TEST_P(WrongUsageTest, IsToldInOneLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Words, WrongUsageTest,
-    testing::Values(Wrong{{"--frontends", "65"}, "--frontends"},
-                    Wrong{{"--frontends", "-1"}, "--frontends"},
-                    Wrong{{"--objects", "0"}, "--objects"},
-                    Wrong{{"--contexts", "65537"}, "--contexts"},
-                    Wrong{{"--objects", "4096", "--contexts", "4096"}, "16777216 series"},
-                    Wrong{{"--objects", "1"}, "more kinds than objects"},
-                    Wrong{{"--kinds", "record,quantity"}, "--kinds"},
-                    Wrong{{"--record-size", "15"}, "--record-size"},
-                    Wrong{{"--rate", "0"}, "--rate"},
-                    Wrong{{"--rate", "nan"}, "--rate"},
-                    Wrong{{"--rate", "1e9"}, "--rate"},
-                    Wrong{{"--seconds", "3601"}, "--seconds"},
-                    Wrong{{"--collector", "0"}, "--collector"},
-                    Wrong{{"--check", "pull"}, "--check needs --ledger"},
-                    Wrong{{"--from-start"}, "--check"},
-                    Wrong{{"--bogus"}, "--bogus"}));
+    testing::Values(
+        Wrong{{"--frontends", "65"}, "--frontends"}, Wrong{{"--frontends", "-1"}, "--frontends"},
+        Wrong{{"--objects", "0"}, "--objects"}, Wrong{{"--contexts", "65537"}, "--contexts"},
+        Wrong{{"--objects", "4096", "--contexts", "4096"}, "16777216 series"},
+        Wrong{{"--objects", "1"}, "more kinds than objects"},
+        Wrong{{"--kinds", "record,quantity"}, "--kinds"},
+        Wrong{{"--record-size", "15"}, "--record-size"}, Wrong{{"--rate", "0"}, "--rate"},
+        Wrong{{"--rate", "nan"}, "--rate"}, Wrong{{"--rate", "1e9"}, "--rate"},
+        Wrong{{"--seconds", "3601"}, "--seconds"}, Wrong{{"--collector", "0"}, "--collector"},
+        Wrong{{"--check", "pull"}, "--check needs --ledger"}, Wrong{{"--from-start"}, "--check"},
+        Wrong{{"--bogus"}, "--bogus"}));
 
 }  // namespace
