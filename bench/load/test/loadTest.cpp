@@ -34,12 +34,12 @@ protected:
 
     // Lists of so many samples, records apart, and windows of all methods.
     static void createFilterOf(const std::string& samples, const std::string& records) {
+        const std::string windows =
+            "tags MEASUREMENT min count 10 1000 max count 7 700 average count 100 1000";
         EXPECT_EQ(
             createFilter({"tags MEASUREMENT list count " + samples,
                           "tags COUNTER list count " + samples, "tags RECORD list count " + records,
-                          "tags MEASUREMENT min count 10 1000 max count 7 700 average count "
-                          "100 1000",
-                          "tags COUNTER sum count 10 1000 10000"}),
+                          windows, "tags COUNTER sum count 10 1000 10000"}),
             (Answer{0, "Filter ID is: 11\n"}));
     }
 
