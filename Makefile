@@ -1,5 +1,5 @@
 # The front door. `make run` shows the collector at work, `make test` proves it; the rest is for those who change it.
-.PHONY: run test check bench fuzz format install
+.PHONY: run test check bench load fuzz format install
 
 # Arguments for the demonstration, e.g. make run ARGS=--keep
 ARGS ?=
@@ -25,6 +25,12 @@ bench:
 	@scripts/install-deps bench
 	@scripts/build bench qdx_speed qdx_control_bench
 	@scripts/bench $(ARGS)
+
+# A load on a collector, with a check of all that comes out, e.g. make load ARGS='--frontends 2 --rate 100000 --seconds 5'
+load:
+	@scripts/install-deps
+	@scripts/build bench qdxd qdxbe dch dch-filter qdxload
+	@scripts/load $(ARGS)
 
 # Seconds for each fuzz target, e.g. make fuzz ARGS=600
 fuzz:

@@ -1,0 +1,38 @@
+// What the collector must have got of one series.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ledger.hpp"
+
+namespace QdxLoad {
+
+// The values that the last collector got, in order; of a counter with what it carried of those
+// dropped before. Only the newest are kept.
+struct Expectation {
+    std::uint64_t total = 0;  // all that it may have got
+    std::uint64_t certain =
+        0;  // the first ones that it has; behind them it may have got any number
+    std::vector<std::int64_t> newest;  // of the total
+
+    // The place in the total of the first that is kept.
+    std::uint64_t skipped() const { return total - newest.size(); }
+};
+
+// Keeps at least `keep` values, if there are so many. Takes time with the samples that the series
+// had in the run.
+Expectation expect(const Ledger& ledger, const Series& series, std::size_t keep);
+
+// Samples that the series had in the run.
+std::uint64_t samplesOf(const Ledger& ledger, const Series& series);
+
+inline constexpr const char* sentToThisCollector = "was sent to this collector";
+
+// What became of one of them, as a part of a sentence: "was dropped (slowCollector)". REQUIRES:
+// sequence < samplesOf().
+std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t sequence);
+
+}  // namespace QdxLoad

@@ -1,0 +1,152 @@
+// qdxload: a load for the collector, and a check of what it made of it.
+#include <google/protobuf/stubs/logging.h>
+#include <sysexits.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <system_error>
+
+#include "checker.hpp"
+#include "collectorProcess.hpp"
+#include "loadRun.hpp"
+#include "options.hpp"
+#include "pull/badData.hpp"
+#include "pull/inputFile.hpp"
+#include "pull/pullReader.hpp"
+#include "report.hpp"
+
+namespace {
+
+using namespace QdxLoad;
+
+constexpr int foundViolations = 1;
+constexpr std::size_t mostLines = 100;
+
+std::atomic<bool> stopped = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void stop(int /*signal*/) {
+    stopped = true;
+}
+
+int report(const std::string& what, int status) {
+    std::cerr << "qdxload: " << what << '\n';
+    return status;
+}
+
+// Calls write(stream) for the file.
+template <typename Write>
+int writeFile(const std::string& path, const Write& write) {
+    std::ofstream file(path);
+    write(file);
+    return file.flush()
+               ? EX_OK
+               : report(path + ": " + std::generic_category().message(errno), EX_CANTCREAT);
+}
+
+// ---- Sending
+
+void tell(Phase phase) {
+    (void)report(phase == Phase::Sending ? "sending" : "waiting for the collector", EX_OK);
+}
+
+int sendLoad(const Options& options) {
+    std::signal(SIGINT, stop);
+    std::signal(SIGTERM, stop);
+    CollectorUse use;
+    use.processBefore = options.collector ? options.collector : findCollector();
+    use.before = use.processBefore ? readUse(*use.processBefore) : std::nullopt;
+    const auto outcome = run(options.plan, options.load, stopped, tell);
+    use.process = options.collector ? options.collector : findCollector();
+    use.after = use.process ? readUse(*use.process) : std::nullopt;
+    printReport(std::cout, outcome, options.load, use);
+    if (!options.ledger.empty()) {
+        const int status =
+            writeFile(options.ledger, [&](std::ostream& out) { writeLedger(out, outcome.ledger); });
+        if (status != EX_OK) {
+            return status;
+        }
+    }
+    return outcome.allHandled
+               ? EX_OK
+               : report("the collector did not take everything; it is gone, or too slow",
+                        EX_UNAVAILABLE);
+}
+
+// ---- Checking
+
+Ledger readLedgerFile(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        throw Qdx::Pull::NoInput(path + ": " + std::generic_category().message(errno));
+    }
+    return readLedger(file, path);
+}
+
+int printFindings(const Checker& checker) {
+    const auto& violations = checker.violations();
+    for (std::size_t i = 0; i < std::min(violations.size(), mostLines); ++i) {
+        std::cout << violations[i] << '\n';
+    }
+    if (violations.size() > mostLines) {
+        std::cout << "and " << violations.size() - mostLines << " more\n";
+    }
+    std::cout << (violations.empty() ? "OK: " : "WRONG: ") << checker.checkedValues()
+              << " values in " << checker.checkedCollections() << " collections checked";
+    if (checker.windowsOfSeconds() > 0) {
+        std::cout << ", " << checker.windowsOfSeconds() << " with windows of seconds left out";
+    }
+    std::cout << '\n';
+    return violations.empty() ? EX_OK : foundViolations;
+}
+
+int checkPulls(const Options& options) {
+    // What is wrong with a message is ours to tell, in one line.
+    google::protobuf::SetLogHandler(nullptr);
+    const auto ledger = readLedgerFile(options.ledger);
+    Checker checker(ledger, options.began);
+    for (const auto& path : options.pulls) {
+        auto input = Qdx::Pull::readFile(path, Qdx::Pull::longestInput);
+        for (const auto& pull : Qdx::Pull::readPulls(std::move(input), path)) {
+            checker.check(pull.collections);
+        }
+    }
+    checker.finish();
+    return printFindings(checker);
+}
+
+int guardedMain(int argc, char** argv) {
+    int status = EX_OK;
+    const auto options = parseOptions(argc, argv, status);
+    if (!options) {
+        return status;
+    }
+    if (!options->list.empty()) {
+        return writeFile(options->list,
+                         [&](std::ostream& out) { writeObjectList(out, options->plan); });
+    }
+    return options->check ? checkPulls(*options) : sendLoad(*options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return guardedMain(argc, argv);
+    } catch (const Qdx::Pull::NoInput& error) {
+        return report(error.what(), EX_NOINPUT);
+    } catch (const Qdx::Pull::BadData& error) {
+        return report(error.what(), EX_DATAERR);
+    } catch (const BadLedger& error) {
+        return report(error.what(), EX_DATAERR);
+    } catch (const std::bad_alloc&) {
+        return report("not enough memory", EX_OSERR);
+    } catch (const std::exception& error) {
+        return report(error.what(), EX_UNAVAILABLE);
+    }
+}
