@@ -12,6 +12,10 @@ constexpr std::string_view firstLine = "qdxload ledger 1";
 constexpr std::array<std::string_view, causeCount> causeNames{
     "notConnected", "refusedRevision", "slowCollector", "noMemory", "tooLarge"};
 
+std::string quoted(std::string_view text) {
+    return std::string("\"").append(text).append("\"");
+}
+
 void writePlan(std::ostream& out, const Plan& plan) {
     out << "plan " << plan.frontends << ' ' << plan.objects << ' ' << plan.contexts << ' '
         << plan.seed << ' ' << plan.recordSize << ' ';
@@ -76,7 +80,7 @@ private:
     }
 
     void expect(std::string_view literal) {
-        require(word() == literal, "\"" + std::string(literal) + "\" expected");
+        require(word() == literal, quoted(literal) + " expected");
     }
 
     template <typename Number = std::uint64_t>
@@ -109,7 +113,7 @@ private:
         std::istringstream names(text);
         for (std::string name; std::getline(names, name, ',');) {
             const auto kind = kindNamed(name);
-            require(kind.has_value(), "\"" + name + "\" is no kind");
+            require(kind.has_value(), quoted(name) + " is no kind");
             kinds.push_back(*kind);
         }
         return kinds;
@@ -167,7 +171,7 @@ private:
     Cause readCause() {
         const auto name = word();
         const auto* const found = std::find(causeNames.begin(), causeNames.end(), name);
-        require(found != causeNames.end(), "\"" + name + "\" is no cause");
+        require(found != causeNames.end(), quoted(name) + " is no cause");
         return static_cast<Cause>(found - causeNames.begin());
     }
 
