@@ -78,6 +78,9 @@ Collection* OutputEncoderImpl::fill(Collection* collection, const Samples<T>& sa
         const auto& place = decoded(context);  // may throw: the collection then has no context
         collection->mutable_context()->MergeFrom(place);
     }
+    const auto size = static_cast<int>(samples.size());
+    collection->mutable_timestamps()->Reserve(size);
+    collection->mutable_values()->Reserve(size);
     for (const auto& [time, value] : samples) {
         collection->add_timestamps(wallSeconds(time));
         collection->add_values(outputValue(value));
