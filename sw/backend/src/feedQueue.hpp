@@ -44,7 +44,7 @@ public:
 private:
     struct Sample {
         std::span<SampleRoutes::Feed> feeds;
-        T value;
+        T value{};
     };
 
     // Samples whose feeds are being fetched, and with them those whose aggregators are.

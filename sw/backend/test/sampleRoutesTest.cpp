@@ -233,11 +233,11 @@ public:
 
     // One item of a batch.
     struct Sample {
-        InfoObjectType type;
+        InfoObjectType type{};
         std::string blank;  // between the words of the key text
         std::string name;
         std::string context;
-        std::int64_t value;
+        std::int64_t value = 0;
     };
 
     // Samples of one kind, as a batch. Gives what an exception says, which ends the batch.
