@@ -87,7 +87,7 @@ public:
     // with the reason in the trace, if any of them failed. The others are there all the same.
     // Throws what reading the database and parsing a statement throw.
     bool createStaticFilters();
-    // Creates one of them from the specification under its name.
+    // Creates one of them from the statements under its name.
     bool createStaticFilter(const std::string& name, Enabled enabled);
 
 private:
