@@ -34,6 +34,11 @@ bool isGone(int error) {
     return error == ECONNREFUSED || error == ENOENT;
 }
 
+// By value: the kernel's structure is packed, so that a reference into it may be misaligned.
+std::uint64_t serialOf(const epoll_event& event) {
+    return event.data.u64;
+}
+
 MessagePtr makeNotice(std::uint32_t messageNumber, std::uint32_t mailbox) {
     const std::uint32_t words[] = {messageNumber, mailbox};
     MessagePtr notice(ozo_alloc(sizeof words, messageNumber));
@@ -159,13 +164,14 @@ MessagePtr Mailbox::handleEvents() {
 }
 
 MessagePtr Mailbox::handle(const epoll_event& event) {
-    if (event.data.u64 == wakeUpEvent)
+    const Serial serial = serialOf(event);
+    if (serial == wakeUpEvent)
         return takeLocal();
-    if (event.data.u64 == listenerEvent) {
+    if (serial == listenerEvent) {
         acceptPeers();
         return nullptr;
     }
-    const auto found = connections.find(event.data.u64);
+    const auto found = connections.find(serial);
     return found == connections.end() ? nullptr : serve(found->second, event.events);
 }
 
@@ -408,7 +414,7 @@ void Mailbox::sendRemains() {
     const Deadline deadline(lastFlushMs);
     while (!connections.empty() && waitForEvents(deadline)) {
         for (; nextEvent < eventsEnd; ++nextEvent) {
-            const auto found = connections.find(events[nextEvent].data.u64);
+            const auto found = connections.find(serialOf(events[nextEvent]));
             if (found != connections.end()) {
                 found->second.flush();
                 if (!found->second.hasQueue())
