@@ -219,7 +219,7 @@ Answer answerIn(std::string_view bytes) {
 }
 
 std::string bytesOf(std::uint8_t kind, Bytes piece) {
-    const std::string payload(piece.begin(), piece.end());
+    std::string payload(piece.begin(), piece.end());
     if ((kind & withHeader) == 0) {
         return payload;
     }
