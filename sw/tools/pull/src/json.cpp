@@ -9,6 +9,7 @@
 
 #include "carrierEvent.pb.h"
 #include "registerInfo.pb.h"
+#include "utf8.hpp"
 
 namespace Qdx::Pull {
 
@@ -33,15 +34,44 @@ void convert(const std::string& bytes, const std::string& typeName, std::ostream
     }
 }
 
+bool isText(const proto::FieldDescriptor& field) {
+    return field.type() == proto::FieldDescriptor::TYPE_STRING && !field.is_repeated();
+}
+
+// Protobuf's own converter lets some bytes pass that its reader refuses. The texts that can hold
+// them are not repeated.
+void keepValidTexts(proto::Message& message) {
+    const auto& schema = *message.GetDescriptor();
+    const auto& reflection = *message.GetReflection();
+    for (int index = 0; index < schema.field_count(); ++index) {
+        const auto* field = schema.field(index);
+        if (isText(*field) && reflection.HasField(message, field)) {
+            reflection.SetString(&message, field, validPart(reflection.GetString(message, field)));
+        }
+    }
+}
+
+void keepValidTextsInside(Qdx::Records::CarrierEvent& event) {
+    keepValidTexts(event);
+}
+
+void keepValidTextsInside(Qdx::Records::RegisterInfo& info) {
+    keepValidTexts(info);
+    for (auto& each : *info.mutable_registers()) {
+        keepValidTexts(each);
+    }
+}
+
 template <typename Message>
 std::optional<std::string> parsedJson(const std::string& record) {
     Message message;
     std::string text;
-    if (!message.ParseFromString(record) ||
-        !proto::util::MessageToJsonString(message, &text).ok()) {
+    if (!message.ParseFromString(record)) {
         return std::nullopt;
     }
-    return text;
+    keepValidTextsInside(message);
+    return proto::util::MessageToJsonString(message, &text).ok() ? std::optional(text)
+                                                                 : std::nullopt;
 }
 
 }  // namespace
@@ -49,8 +79,16 @@ std::optional<std::string> parsedJson(const std::string& record) {
 // The message is serialised anew, as parts that were put behind each other would give JSON with the
 // same key twice; it is converted piece by piece, as JSON takes several times the room.
 void writeJson(std::ostream& out, const Qdx::InfoObjectCollections& message) {
-    convert(message.SerializePartialAsString(),
-            Qdx::InfoObjectCollections::descriptor()->full_name(), out);
+    auto metaData = message.radiometadata();
+    keepValidTexts(metaData);
+    // A second message takes its room only where a text has to change.
+    if (metaData.SerializePartialAsString() == message.radiometadata().SerializePartialAsString()) {
+        convert(message.SerializePartialAsString(), message.GetTypeName(), out);
+    } else {
+        auto valid = message;
+        valid.mutable_radiometadata()->Swap(&metaData);
+        convert(valid.SerializePartialAsString(), message.GetTypeName(), out);
+    }
     out << '\n';
 }
 

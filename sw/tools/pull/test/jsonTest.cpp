@@ -54,6 +54,41 @@ TEST(Json, HasEachKeyOnce) {
                               "\n");
 }
 
+// Among them the longer form of a shorter character, which protobuf's writer lets pass and its
+// reader refuses.
+constexpr const char* notAllUtf8 =
+    "a\xC1\xA8"
+    "b\xFF"
+    "\xC3\xA9\xED\xA0\x80"
+    "c";
+constexpr const char* itsUtf8 =
+    "ab\xC3\xA9"
+    "c";
+
+TEST(Json, LeavesOutBytesOfTextsThatAreNoUtf8) {
+    auto message = minimal();
+    message.mutable_radiometadata()->set_hwname(notAllUtf8);
+    message.mutable_radiometadata()->set_swproductnumber("kept");
+    message.add_countercollections()->set_id(7);
+    Qdx::InfoObjectCollections readBack;
+    ASSERT_TRUE(google::protobuf::util::JsonStringToMessage(jsonOf(message), &readBack).ok());
+    message.mutable_radiometadata()->set_hwname(itsUtf8);
+    EXPECT_TRUE(google::protobuf::util::MessageDifferencer::Equals(readBack, message));
+}
+
+TEST(Json, LeavesOutBytesOfRecordsTextsThatAreNoUtf8) {
+    Qdx::Records::CarrierEvent event;
+    event.set_reason(notAllUtf8);
+    EXPECT_EQ(recordJson(event.SerializeAsString(), "CarrierEvent"),
+              std::string("{\"reason\":\"") + itsUtf8 + "\"}");
+    Qdx::Records::RegisterInfo info;
+    info.set_block(notAllUtf8);
+    info.add_registers()->set_name(notAllUtf8);
+    EXPECT_EQ(recordJson(info.SerializeAsString(), "RegisterInfo"),
+              std::string("{\"block\":\"") + itsUtf8 + "\",\"registers\":[{\"name\":\"" + itsUtf8 +
+                  "\"}]}");
+}
+
 TEST(Json, LeavesOutFieldsThatNobodyKnows) {
     Qdx::InfoObjectCollections message;
     ASSERT_TRUE(message.ParseFromString("\x08\x01\x78\x05"));
