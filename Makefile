@@ -32,11 +32,12 @@ load:
 	@scripts/build bench qdxd qdxbe dch dch-filter qdxload
 	@scripts/load $(ARGS)
 
-# Seconds for each fuzz target, e.g. make fuzz ARGS=600
+# Seconds for each fuzz target, and which if not all, e.g. make fuzz TIME=600 ARGS='batch pull'
+TIME ?= 60
 fuzz:
 	@scripts/install-deps
 	@scripts/build fuzz fuzzers
-	@scripts/fuzz $(ARGS)
+	@scripts/fuzz $(TIME) $(ARGS)
 
 format:
 	@scripts/install-deps
