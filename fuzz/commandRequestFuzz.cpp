@@ -80,7 +80,10 @@ private:
     using ActiveObjectIf = Tessel::ActiveObject::V1::ActiveObjectIf;
     const std::shared_ptr<ActiveObjectIf> commands = ActiveObjectIf::create(
         "Commands", [] {}, Tessel::ActiveObject::V1::SchedulingPolicy{0});
-    Tessel::Host::V1::CommandServer server{tableOf};
+    // Time and number of clients are no part of an input: a machine under load must not change
+    // answers.
+    Tessel::Host::V1::CommandServer server{tableOf,
+                                           {.stall = std::chrono::hours(24), .clients = 100'000}};
 };
 
 // The request that a client's bytes are, to the byte.

@@ -39,14 +39,15 @@ struct Unit {
     const Fuzz::MailboxThread stranger{"Stranger"};
 };
 
-// The number of the last connection request that waits, and of all batches that do.
+// The number of the last connection request that waits, and of all batches that do. A mailbox that
+// reads also lets go of the frontends that went.
 struct Received {
     std::optional<std::uint32_t> lastRequest;
     std::uint64_t batches = 0;
 };
-Received readAll(const Fuzz::MailboxThread& collector) {
+Received readAll(const Fuzz::MailboxThread& mailbox) {
     Received received;
-    collector.run([&] {
+    mailbox.run([&] {
         while (ozo_msg* const msg = ozo_receive(0)) {
             const auto bytes = V1::bytesOf(msg);
             if (msg->msgno == V1::beConnectionReq) {
@@ -153,5 +154,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Play play(unit);
     Fuzz::forEachPiece(data, size, [&](auto kind, auto bytes) { play.take(kind, bytes); });
     play.finish();
+    readAll(unit.stranger);
     return 0;
 }
