@@ -20,18 +20,18 @@ MessagePtr MessageQueue::pop() {
     return message;
 }
 
+uid_t userOf(int connectedSocket) {
+    ucred credentials{};
+    credentials.uid = static_cast<uid_t>(-1);
+    socklen_t size = sizeof credentials;
+    ::getsockopt(connectedSocket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    return credentials.uid;
+}
+
 Connection::Connection(Descriptor connectedSocket, std::uint64_t serialNumber, std::uint32_t peer)
     : socket(std::move(connectedSocket)), ownSerial(serialNumber), peerMailbox(peer) {
     // Best effort: the system's usual default holds the largest frame as well.
     ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kernelBufferSize, sizeof kernelBufferSize);
-}
-
-uid_t Connection::peerUser() const {
-    ucred credentials{};
-    credentials.uid = static_cast<uid_t>(-1);
-    socklen_t size = sizeof credentials;
-    ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size);
-    return credentials.uid;
 }
 
 Connection::Sent Connection::send(MessagePtr message) {

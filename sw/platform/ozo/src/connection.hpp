@@ -41,6 +41,10 @@ private:
     std::size_t bytes = 0;
 };
 
+// The user of the process that connected the socket at the other end, or listens there, as the
+// kernel knows it.
+uid_t userOf(int connectedSocket);
+
 // Nothing here blocks. Thread: the mailbox's own.
 class Connection {
 public:
@@ -54,8 +58,7 @@ public:
     std::uint64_t serial() const { return ownSerial; }
     std::uint32_t peer() const { return peerMailbox; }
     void setPeer(std::uint32_t mailbox) { peerMailbox = mailbox; }
-    // The user of the process at the other end, as the kernel knows it.
-    uid_t peerUser() const;
+    uid_t peerUser() const { return userOf(socket.get()); }
 
     // Behind what is queued already.
     Sent send(MessagePtr message);
@@ -71,6 +74,8 @@ public:
     // memory is out the frame stays where it is, as if there were nothing yet.
     Read read(MessagePtr& message);
 
+    // Whether the peer opened it.
+    bool wasAccepted = false;
     // Messages that are due when the connection ends.
     std::list<MessagePtr> watchers;
 

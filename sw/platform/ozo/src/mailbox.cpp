@@ -197,11 +197,23 @@ void Mailbox::acceptPeers() {
         if (error == EAGAIN)
             return;
         if (error == 0)
-            addConnection(std::move(socket), OZO_NO_MAILBOX, error);
+            admit(std::move(socket), error);
         if (isLackOfRoom(error)) {
             pauseAccepting(true);
             return;
         }
+    }
+}
+
+void Mailbox::admit(Descriptor socket, int& error) {
+    std::size_t& ofUser = acceptedFrom[userOf(socket.get())];
+    if (ofUser >= maxConnectionsOfUser) {
+        ++dropped.crowded_out;
+        return;
+    }
+    if (Connection* const connection = addConnection(std::move(socket), OZO_NO_MAILBOX, error)) {
+        connection->wasAccepted = true;
+        ++ofUser;
     }
 }
 
@@ -283,6 +295,8 @@ Connection* Mailbox::addConnection(Descriptor socket, std::uint32_t peer, int& e
 void Mailbox::drop(Connection& connection) {
     dropped.receiver_gone += connection.queued();
     notices.splice(notices.end(), connection.watchers);
+    if (connection.wasAccepted)
+        --acceptedFrom[connection.peerUser()];
     const auto found = byPeer.find(connection.peer());
     if (found != byPeer.end() && found->second == connection.serial())
         byPeer.erase(found);
