@@ -81,13 +81,16 @@ V1::MessageBytes connectionRequest() {
 
 // True when the collector has handled them.
 bool delivers(const std::vector<V1::MessageBytes>& messages) {
-    if (ozo_create_mailbox("Sender", 0) == OZO_NO_MAILBOX)
+    const std::uint32_t mailbox = ozo_create_mailbox("Sender", 0);
+    if (mailbox == OZO_NO_MAILBOX)
         return false;
     for (const auto& message : messages)
         send(message);
     // Answered when what came before is handled.
     send(connectionRequest());
     const OzoTest::Message answer = OzoTest::receive();
+    // Its name is for other users too.
+    ozo_delete_mailbox(mailbox);
     return answer != nullptr && answer->msgno == V1::beConnectionCfm;
 }
 
