@@ -20,16 +20,18 @@ MessagePtr MessageQueue::pop() {
     return message;
 }
 
-uid_t userOf(int connectedSocket) {
-    ucred credentials{};
-    credentials.uid = static_cast<uid_t>(-1);
+ucred credentialsOf(int connectedSocket) {
+    ucred credentials{.pid = 0, .uid = static_cast<uid_t>(-1), .gid = static_cast<gid_t>(-1)};
     socklen_t size = sizeof credentials;
     ::getsockopt(connectedSocket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
-    return credentials.uid;
+    return credentials;
 }
 
 Connection::Connection(Descriptor connectedSocket, std::uint64_t serialNumber, std::uint32_t peer)
-    : socket(std::move(connectedSocket)), ownSerial(serialNumber), peerMailbox(peer) {
+    : socket(std::move(connectedSocket)),
+      credentials(credentialsOf(socket.get())),
+      ownSerial(serialNumber),
+      peerMailbox(peer) {
     // Best effort: the system's usual default holds the largest frame as well.
     ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kernelBufferSize, sizeof kernelBufferSize);
 }

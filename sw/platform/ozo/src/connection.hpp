@@ -2,7 +2,7 @@
 // not ready to take.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/socket.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -41,9 +41,9 @@ private:
     std::size_t bytes = 0;
 };
 
-// The user of the process that connected the socket at the other end, or listens there, as the
-// kernel knows it.
-uid_t userOf(int connectedSocket);
+// The process that connected the socket at the other end, or listens there, and its user, as the
+// kernel knows them.
+ucred credentialsOf(int connectedSocket);
 
 // Nothing here blocks. Thread: the mailbox's own.
 class Connection {
@@ -58,7 +58,9 @@ public:
     std::uint64_t serial() const { return ownSerial; }
     std::uint32_t peer() const { return peerMailbox; }
     void setPeer(std::uint32_t mailbox) { peerMailbox = mailbox; }
-    uid_t peerUser() const { return userOf(socket.get()); }
+    uid_t peerUser() const { return credentials.uid; }
+    // 0 if the kernel doesn't tell, as of a process in a namespace of its own.
+    pid_t peerProcess() const { return credentials.pid; }
 
     // Behind what is queued already.
     Sent send(MessagePtr message);
@@ -76,6 +78,8 @@ public:
 
     // Whether the peer opened it.
     bool wasAccepted = false;
+    // When it last had its turn to be read, in turns of the mailbox.
+    std::uint64_t lastTurn = 0;
     // Messages that are due when the connection ends.
     std::list<MessagePtr> watchers;
 
@@ -83,6 +87,7 @@ private:
     Sent write(ozo_msg& message);
 
     Descriptor socket;
+    ucred credentials;
     std::uint64_t ownSerial;
     std::uint32_t peerMailbox;
     MessageQueue queue;

@@ -3,9 +3,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "peerIdentity.hpp"
@@ -147,7 +149,32 @@ bool Mailbox::waitForEvents(const Deadline& deadline) {
     } while (found < 0 && errno == EINTR);
     nextEvent = 0;
     eventsEnd = found > 0 ? static_cast<std::size_t>(found) : 0;
+    keepOneOfEachProcess();
     return eventsEnd > 0;
+}
+
+// Of the connections of one process that have something to read, that whose last turn is longest
+// ago. The others are found again by the next wait.
+void Mailbox::keepOneOfEachProcess() {
+    if (eventsEnd < 2)
+        return;
+    const std::span<epoll_event> found(events.data(), eventsEnd);
+    std::ranges::sort(found, {}, [this](const epoll_event& event) { return turnOf(event); });
+    const auto left = std::ranges::unique(
+        found, {}, [this](const epoll_event& event) { return turnOf(event).first; });
+    eventsEnd -= left.size();
+}
+
+// Whose turn it is, and since when. What is no message of a known process is one of its own.
+std::pair<std::int64_t, std::uint64_t> Mailbox::turnOf(const epoll_event& event) const {
+    const auto alone = std::pair(-static_cast<std::int64_t>(event.data.u64) - 1, std::uint64_t{0});
+    const auto entry = connections.find(event.data.u64);
+    if (entry == connections.end() || (event.events & EPOLLOUT) != 0)
+        return alone;
+    const Connection& connection = entry->second;
+    return connection.peerProcess() == 0
+               ? alone
+               : std::pair(std::int64_t{connection.peerProcess()}, connection.lastTurn);
 }
 
 MessagePtr Mailbox::handleEvents() {
@@ -206,7 +233,7 @@ void Mailbox::acceptPeers() {
 }
 
 void Mailbox::admit(Descriptor socket, int& error) {
-    std::size_t& ofUser = acceptedFrom[userOf(socket.get())];
+    std::size_t& ofUser = acceptedFrom[credentialsOf(socket.get()).uid];
     if (ofUser >= maxConnectionsOfUser) {
         ++dropped.crowded_out;
         return;
@@ -233,6 +260,7 @@ MessagePtr Mailbox::serve(Connection& connection, std::uint32_t eventMask) {
         flush(connection);
     if ((eventMask & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0)
         return nullptr;
+    connection.lastTurn = ++turns;
     MessagePtr message;
     Connection::Read read = connection.read(message);
     if (read == Connection::Read::nothing)

@@ -201,7 +201,7 @@ int RunDirectory::replaceName(const std::string& name, const std::string& target
     if (const int error = draw(number); error != 0)
         return error;
     const std::string wanted = nameLink(name);
-    const std::string other = nameLink("." + std::to_string(number));
+    const std::string other = nameLink(std::string(".").append(std::to_string(number)));
     if (const int error = link(target, other); error != 0)
         return error;
     const bool exchanged =
