@@ -66,3 +66,16 @@ answers() {
     protoc -I "$PREFIX/share/qdxbe" --descriptor_set_out=/dev/null InfoObjectCollections.proto carrierEvent.proto \
         registerInfo.proto
 }
+
+@test "the service starts the installed daemon as its user, in folders that are laid for that user" {
+    grep -qx "ExecStart=.*/sbin/qdxd" "$PREFIX/lib/systemd/system/qdxd.service"
+    ! grep -q @ "$PREFIX/lib/systemd/system/qdxd.service"
+    user=$(sed -n 's/^User=//p' "$PREFIX/lib/systemd/system/qdxd.service")
+    mkdir "$UNIT_ROOT/etc"
+    systemd-sysusers --root="$UNIT_ROOT" "$PREFIX/lib/sysusers.d/qdx.conf"
+    grep -q "^$user:" "$UNIT_ROOT/etc/passwd"
+    for folder in /run/ozo /run/tessel; do
+        grep -qE "^d +$folder +[0-9]+ $user " "$PREFIX/lib/tmpfiles.d/qdx.conf"
+        grep -qE "^ReadWritePaths=.*$folder\>" "$PREFIX/lib/systemd/system/qdxd.service"
+    done
+}

@@ -61,7 +61,7 @@ void Client::connect(const Done& done) {
               "cannot create the mailbox " + options.mailboxName + ": " + reasonOf(errno)});
         return;
     }
-    server = ozo_locate(options.serverName.c_str());
+    server = ozo_locate_service(options.serverName.c_str());
     if (server == OZO_NO_MAILBOX) {
         done({Outcome::NoCollector, "there is no collector: nobody has the mailbox " +
                                         options.serverName + ", or it may not be seen"});

@@ -63,7 +63,7 @@ std::optional<Clock::time_point> Handshake::nextDeadline() const {
 }
 
 void Handshake::seek() {
-    const std::uint32_t found = ozo_locate(V1::collectorMailbox);
+    const std::uint32_t found = ozo_locate_service(V1::collectorMailbox);
     if (found == OZO_NO_MAILBOX || ozo_monitor(found, collectorGone) != 0) {
         return;
     }

@@ -26,8 +26,18 @@
  * its parent's mailboxes and can create its own.
  *
  * Paths: everything lies under $UNIT_ROOT/run/ozo (UNIT_ROOT is read at each use; empty by
- * default). A mailbox stays in the unit in which it was created. Folders have the mode 0750 and
- * sockets 0660, whatever the umask.
+ * default). A mailbox stays in the unit in which it was created.
+ *
+ * Users: folders that are made here have the mode 0750 and sockets 0660, whatever the umask; such
+ * a unit is one user's. For one that several users share an administrator makes run/ozo, 0750, and
+ * mbox, name and id in it, 3770, before the first mailbox: the folders' group may use mailboxes,
+ * nobody else gets in. Folders that are there stay as they are. Of the group,
+ *   - everybody may create mailboxes, send to all of them, and see their names;
+ *   - nobody may remove or replace another's files, take the name of another's mailbox, be it dead
+ *     or alive, or speak as another's mailbox;
+ *   - anybody may take a name that nobody has. So a service's name is no proof of who it is:
+ *     ozo_locate_service gives mailboxes of the owner of run/ozo and of root only. These two get
+ *     any name that a guest has.
  *
  * Failures leave their reason in errno. */
 #ifndef OZO_H
@@ -103,6 +113,11 @@ size_t ozo_size(const ozo_msg* msg);
 /* The live mailbox that has the name; OZO_NO_MAILBOX if nobody has it. */
 uint32_t ozo_locate(const char* name);
 
+/* As ozo_locate, if the mailbox belongs to the owner of run/ozo or to root, who run the unit's
+ * services. For those who hand over what is not for every member of the group, or believe what
+ * they are told. */
+uint32_t ozo_locate_service(const char* name);
+
 /* Writes the name under which a mailbox was created, NUL-terminated and cut to size. 0 on success.
  */
 int ozo_get_name(uint32_t mailbox, char* buffer, size_t size);
@@ -130,6 +145,7 @@ typedef struct ozo_drops {
     uint64_t wrong_sender; /* messages: sent as from a mailbox that isn't the thread's */
     uint64_t bad_peers;    /* connections: the peer sent what is no frame, or claimed a mailbox that
                               isn't its user's */
+    uint64_t crowded_out;  /* connections: their user had opened as many as one may */
 } ozo_drops;
 ozo_drops ozo_get_drops(void);
 

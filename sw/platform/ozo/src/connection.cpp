@@ -20,18 +20,20 @@ MessagePtr MessageQueue::pop() {
     return message;
 }
 
-Connection::Connection(Descriptor connectedSocket, std::uint64_t serialNumber, std::uint32_t peer)
-    : socket(std::move(connectedSocket)), ownSerial(serialNumber), peerMailbox(peer) {
-    // Best effort: the system's usual default holds the largest frame as well.
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kernelBufferSize, sizeof kernelBufferSize);
+ucred credentialsOf(int connectedSocket) {
+    ucred credentials{.pid = 0, .uid = static_cast<uid_t>(-1), .gid = static_cast<gid_t>(-1)};
+    socklen_t size = sizeof credentials;
+    ::getsockopt(connectedSocket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    return credentials;
 }
 
-uid_t Connection::peerUser() const {
-    ucred credentials{};
-    credentials.uid = static_cast<uid_t>(-1);
-    socklen_t size = sizeof credentials;
-    ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size);
-    return credentials.uid;
+Connection::Connection(Descriptor connectedSocket, std::uint64_t serialNumber, std::uint32_t peer)
+    : socket(std::move(connectedSocket)),
+      credentials(credentialsOf(socket.get())),
+      ownSerial(serialNumber),
+      peerMailbox(peer) {
+    // Best effort: the system's usual default holds the largest frame as well.
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kernelBufferSize, sizeof kernelBufferSize);
 }
 
 Connection::Sent Connection::send(MessagePtr message) {

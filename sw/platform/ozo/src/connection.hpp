@@ -2,7 +2,7 @@
 // not ready to take.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/socket.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -41,6 +41,10 @@ private:
     std::size_t bytes = 0;
 };
 
+// The process that connected the socket at the other end, or listens there, and its user, as the
+// kernel knows them.
+ucred credentialsOf(int connectedSocket);
+
 // Nothing here blocks. Thread: the mailbox's own.
 class Connection {
 public:
@@ -54,8 +58,9 @@ public:
     std::uint64_t serial() const { return ownSerial; }
     std::uint32_t peer() const { return peerMailbox; }
     void setPeer(std::uint32_t mailbox) { peerMailbox = mailbox; }
-    // The user of the process at the other end, as the kernel knows it.
-    uid_t peerUser() const;
+    uid_t peerUser() const { return credentials.uid; }
+    // 0 if the kernel doesn't tell, as of a process in a namespace of its own.
+    pid_t peerProcess() const { return credentials.pid; }
 
     // Behind what is queued already.
     Sent send(MessagePtr message);
@@ -71,6 +76,10 @@ public:
     // memory is out the frame stays where it is, as if there were nothing yet.
     Read read(MessagePtr& message);
 
+    // Whether the peer opened it.
+    bool wasAccepted = false;
+    // When it last had its turn to be read, in turns of the mailbox.
+    std::uint64_t lastTurn = 0;
     // Messages that are due when the connection ends.
     std::list<MessagePtr> watchers;
 
@@ -78,6 +87,7 @@ private:
     Sent write(ozo_msg& message);
 
     Descriptor socket;
+    ucred credentials;
     std::uint64_t ownSerial;
     std::uint32_t peerMailbox;
     MessageQueue queue;

@@ -16,29 +16,26 @@ namespace {
 constexpr int patienceMs = 2000;
 constexpr std::chrono::milliseconds pause{1};
 
-int lock(int descriptor) {
+bool lock(int descriptor) {
     const Deadline deadline(patienceMs);
     while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR)
-            return errno;
-        if (deadline.remainingMs() == 0)
-            return ETIMEDOUT;
+        if ((errno != EWOULDBLOCK && errno != EINTR) || deadline.remainingMs() == 0)
+            return false;
         std::this_thread::sleep_for(pause);
     }
-    return 0;
+    return true;
 }
 
 }  // namespace
 
 FolderLock::FolderLock(const std::string& folder)
-    : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    failure = descriptor.isOpen() ? lock(descriptor.get()) : errno;
-}
+    : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      isHeld(descriptor.isOpen() && lock(descriptor.get())) {}
 
 FolderLock::~FolderLock() {
     // A child forked meanwhile by another thread may still share the descriptor, and closing it
     // would then not unlock.
-    if (descriptor.isOpen() && failure == 0)
+    if (isHeld)
         ::flock(descriptor.get(), LOCK_UN);
 }
 

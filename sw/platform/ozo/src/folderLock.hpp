@@ -8,8 +8,8 @@
 namespace Ozo {
 
 // Holds the lock of a folder (flock) for the object's life. The lock goes with a process that dies.
-// One that is stopped while it holds the lock keeps the others waiting for two seconds each; they
-// then fail, instead of hanging with it.
+// It keeps those apart who mean well. One that is stopped while it holds the lock, or keeps it to
+// hinder others, makes them wait for two seconds each; they then go on without it.
 class FolderLock {
 public:
     explicit FolderLock(const std::string& folder);
@@ -17,12 +17,9 @@ public:
     FolderLock& operator=(const FolderLock&) = delete;
     ~FolderLock();
 
-    // 0 if the lock is held, ETIMEDOUT if it is not to be had, or what else stood in the way.
-    int error() const { return failure; }
-
 private:
     Descriptor descriptor;
-    int failure = 0;
+    bool isHeld = false;
 };
 
 }  // namespace Ozo

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -152,7 +153,36 @@ bool Mailbox::waitForEvents(const Deadline& deadline) {
     } while (found < 0 && errno == EINTR);
     nextEvent = 0;
     eventsEnd = found > 0 ? static_cast<std::size_t>(found) : 0;
+    keepOneOfEachProcess();
     return eventsEnd > 0;
+}
+
+// Of the connections of one process that have something to read, that whose last turn is longest
+// ago. The others are found again by the next wait.
+void Mailbox::keepOneOfEachProcess() {
+    if (eventsEnd < 2)
+        return;
+    const auto begin = events.begin();
+    const auto end = begin + static_cast<std::ptrdiff_t>(eventsEnd);
+    std::sort(begin, end,
+              [this](const epoll_event& a, const epoll_event& b) { return turnOf(a) < turnOf(b); });
+    const auto kept = std::unique(begin, end, [this](const epoll_event& a, const epoll_event& b) {
+        return turnOf(a).first == turnOf(b).first;
+    });
+    eventsEnd = static_cast<std::size_t>(kept - begin);
+}
+
+// Whose turn it is, and since when. What is no message of a known process is one of its own.
+std::pair<std::int64_t, std::uint64_t> Mailbox::turnOf(const epoll_event& event) const {
+    const Serial serial = serialOf(event);
+    const auto alone = std::pair(-static_cast<std::int64_t>(serial) - 1, std::uint64_t{0});
+    const auto entry = connections.find(serial);
+    if (entry == connections.end() || (event.events & EPOLLOUT) != 0)
+        return alone;
+    const Connection& connection = entry->second;
+    return connection.peerProcess() == 0
+               ? alone
+               : std::pair(std::int64_t{connection.peerProcess()}, connection.lastTurn);
 }
 
 MessagePtr Mailbox::handleEvents() {
@@ -203,11 +233,23 @@ void Mailbox::acceptPeers() {
         if (error == EAGAIN)
             return;
         if (error == 0)
-            addConnection(std::move(socket), OZO_NO_MAILBOX, error);
+            admit(std::move(socket), error);
         if (isLackOfRoom(error)) {
             pauseAccepting(true);
             return;
         }
+    }
+}
+
+void Mailbox::admit(Descriptor socket, int& error) {
+    std::size_t& ofUser = acceptedFrom[credentialsOf(socket.get()).uid];
+    if (ofUser >= maxConnectionsOfUser) {
+        ++dropped.crowded_out;
+        return;
+    }
+    if (Connection* const connection = addConnection(std::move(socket), OZO_NO_MAILBOX, error)) {
+        connection->wasAccepted = true;
+        ++ofUser;
     }
 }
 
@@ -227,6 +269,7 @@ MessagePtr Mailbox::serve(Connection& connection, std::uint32_t eventMask) {
         flush(connection);
     if ((eventMask & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0)
         return nullptr;
+    connection.lastTurn = ++turns;
     MessagePtr message;
     Connection::Read read = connection.read(message);
     if (read == Connection::Read::nothing)
@@ -289,6 +332,8 @@ Connection* Mailbox::addConnection(Descriptor socket, std::uint32_t peer, int& e
 void Mailbox::drop(Connection& connection) {
     dropped.receiver_gone += connection.queued();
     notices.splice(notices.end(), connection.watchers);
+    if (connection.wasAccepted)
+        --acceptedFrom[connection.peerUser()];
     const auto found = byPeer.find(connection.peer());
     if (found != byPeer.end() && found->second == connection.serial())
         byPeer.erase(found);

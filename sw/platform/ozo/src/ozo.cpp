@@ -102,6 +102,13 @@ uint32_t ozo_locate(const char* name) {
     return guarded(OZO_NO_MAILBOX, [name] { return Ozo::RunDirectory::current().locate(name); });
 }
 
+uint32_t ozo_locate_service(const char* name) {
+    if (name == nullptr)
+        return OZO_NO_MAILBOX;
+    return guarded(OZO_NO_MAILBOX,
+                   [name] { return Ozo::RunDirectory::current().locateService(name); });
+}
+
 int ozo_get_name(uint32_t mailbox, char* buffer, size_t size) {
     if (buffer == nullptr || size == 0)
         return toResult(EINVAL);

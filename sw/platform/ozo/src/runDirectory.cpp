@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 #include <utility>
@@ -55,6 +56,18 @@ std::uint32_t parseId(const std::string& text) {
     return error == std::errc{} && last == end && isMailboxId(id) ? id : OZO_NO_MAILBOX;
 }
 
+// 0 or errno's value.
+template <typename Number>
+int draw(Number& number) {
+    return ::getrandom(&number, sizeof number, 0) == sizeof number ? 0 : errno;
+}
+
+// The user whose file it is, a link's own; empty if there is none.
+std::optional<uid_t> ownerOfFile(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 ? std::optional(status.st_uid) : std::nullopt;
+}
+
 int link(const std::string& target, const std::string& path) {
     return ::symlink(target.c_str(), path.c_str()) == 0 ? 0 : errno;
 }
@@ -82,26 +95,16 @@ int RunDirectory::publish(int socket, const std::string& name, std::uint32_t& id
         return EINVAL;
     if (const int error = makeFolders(); error != 0)
         return error;
-    const FolderLock lock(root + "/run/ozo");
-    if (lock.error() != 0)
-        return lock.error();
-    if (const int error = bindFreeId(socket, id); error != 0)
+    if (const int error = bindFreeId(socket, name, id); error != 0)
         return error;
-    int error = ::chmod(socketFile(id).c_str(), socketMode) == 0 ? 0 : errno;
-    if (error == 0 && ::listen(socket, SOMAXCONN) != 0)
-        error = errno;
-    if (error == 0)
-        error = claimName(name, id);
-    if (error == 0)
-        error = link(std::string(toName) + name, idLink(id));
-    return error;
+    // A link in the place of the socket would be somebody else's work; it is not followed.
+    if (::fchmodat(AT_FDCWD, socketFile(id).c_str(), socketMode, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno;
+    return ::listen(socket, SOMAXCONN) == 0 ? claimName(name, id) : errno;
 }
 
 int RunDirectory::addName(const std::string& name, std::uint32_t id) const {
-    if (!isName(name))
-        return EINVAL;
-    const FolderLock lock(root + "/run/ozo");
-    return lock.error() != 0 ? lock.error() : claimName(name, id);
+    return isName(name) ? claimName(name, id) : EINVAL;
 }
 
 void RunDirectory::remove(std::uint32_t id, std::span<const std::string> names) const {
@@ -116,7 +119,14 @@ std::uint32_t RunDirectory::locate(const std::string& name) const {
     if (!isName(name))
         return OZO_NO_MAILBOX;
     const std::uint32_t id = idBehind(name);
-    return id != OZO_NO_MAILBOX && isLive(probe(id)) ? id : OZO_NO_MAILBOX;
+    const std::optional<uid_t> owner = ownerOfFile(nameLink(name));
+    return owner && owner == ownerOf(id) && isLive(probe(id)) ? id : OZO_NO_MAILBOX;
+}
+
+std::uint32_t RunDirectory::locateService(const std::string& name) const {
+    const std::uint32_t id = locate(name);
+    const std::optional<uid_t> owner = ownerOf(id);
+    return owner && isLandlord(*owner) ? id : OZO_NO_MAILBOX;
 }
 
 std::optional<std::string> RunDirectory::nameOf(std::uint32_t id) const {
@@ -146,43 +156,79 @@ int RunDirectory::makeFolders() const {
 
 // Ids are drawn at random: a message meant for a mailbox that is gone should not reach the next
 // one.
-int RunDirectory::bindFreeId(int socket, std::uint32_t& id) const {
+int RunDirectory::bindFreeId(int socket, const std::string& name, std::uint32_t& id) const {
     // The file gets the socket's mode, less the umask: closed to others from its first moment.
     if (::fchmod(socket, socketMode) != 0)
         return errno;
     while (true) {
         std::uint32_t candidate = 0;
-        if (::getrandom(&candidate, sizeof candidate, 0) != sizeof candidate)
-            return errno;
-        if (!isMailboxId(candidate))
-            continue;
-        const int error = SocketAddress(mboxFolder(), std::to_string(candidate)).bind(socket);
+        if (const int error = draw(candidate); error != 0)
+            return error;
+        const int error = tryId(socket, name, candidate);
         if (error == 0)
             id = candidate;
-        if (error != EADDRINUSE)
+        if (error != EEXIST && error != EADDRINUSE)
             return error;
     }
 }
 
-// REQUIRES: the lock is held.
+// The link that tells the name comes first: once the socket is there the id is known, and somebody
+// else could be faster with a link of theirs.
+int RunDirectory::tryId(int socket, const std::string& name, std::uint32_t candidate) const {
+    if (!isMailboxId(candidate))
+        return EEXIST;
+    if (const int error = link(std::string(toName) + name, idLink(candidate)); error != 0)
+        return error;
+    const int error = SocketAddress(mboxFolder(), std::to_string(candidate)).bind(socket);
+    if (error != 0)
+        ::unlink(idLink(candidate).c_str());
+    return error;
+}
+
 int RunDirectory::claimName(const std::string& name, std::uint32_t id) const {
     const std::string target = std::string(toMailbox) + std::to_string(id);
     const int error = link(target, nameLink(name));
-    if (error != EEXIST)
-        return error;
-    const int stillThere = removeIfDead(name);
-    return stillThere != 0 ? stillThere : link(target, nameLink(name));
+    return error == EEXIST ? replaceName(name, target) : error;
 }
 
-int RunDirectory::removeIfDead(const std::string& name) const {
+// The two change places, so that the name is at no moment free for others to take.
+int RunDirectory::replaceName(const std::string& name, const std::string& target) const {
+    const FolderLock lock(root + "/run/ozo");
+    if (const int error = makeReplaceable(name); error != 0)
+        return error;
+    // A number that nobody can guess: else somebody could have the name already.
+    std::uint64_t number = 0;
+    if (const int error = draw(number); error != 0)
+        return error;
+    const std::string wanted = nameLink(name);
+    const std::string other = nameLink(std::string(".").append(std::to_string(number)));
+    if (const int error = link(target, other); error != 0)
+        return error;
+    const bool exchanged =
+        ::renameat2(AT_FDCWD, other.c_str(), AT_FDCWD, wanted.c_str(), RENAME_EXCHANGE) == 0;
+    const int error = exchanged ? 0 : errno;
+    // A guest's folder with something in it stays, where it is in nobody's way.
+    (void)std::remove(other.c_str());
+    return error;
+}
+
+// 0 if this process may put its own link in the place of that name.
+int RunDirectory::makeReplaceable(const std::string& name) const {
+    const std::optional<uid_t> owner = ownerOfFile(nameLink(name));
+    const bool givesWay = owner && isLandlord(::geteuid()) && !isLandlord(*owner);
     const std::uint32_t id = idBehind(name);
     if (id == OZO_NO_MAILBOX)
-        return EEXIST;
+        return givesWay ? 0 : EEXIST;
     const int error = probe(id);
-    if (!isDead(error))
-        return isLive(error) ? EADDRINUSE : error;
-    removeMailboxFiles(id);
-    return ::unlink(nameLink(name).c_str()) == 0 ? 0 : errno;
+    if (isDead(error) && ownerOf(id) == owner)
+        removeMailboxFiles(id);
+    if (givesWay || isDead(error))
+        return 0;
+    return isLive(error) ? EADDRINUSE : error;
+}
+
+bool RunDirectory::isLandlord(uid_t user) const {
+    return user == 0 || ownerOfFile(root + "/run/ozo") == user;
 }
 
 std::uint32_t RunDirectory::idBehind(const std::string& name) const {

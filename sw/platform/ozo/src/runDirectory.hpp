@@ -6,9 +6,16 @@
 //     was created
 //
 // A mailbox lives as long as somebody listens on its socket. Files that a crash left behind refuse
-// a connection; by that they are known as dead, and whoever wants the name next removes them.
-// Changes that hang on such a test are made under a lock on the run/ozo folder, so that of two that
-// want a dead mailbox's name one gets it and the other learns that it is taken.
+// a connection; by that they are known as dead, and whoever wants the name next replaces them. That
+// is done under a lock on the run/ozo folder, so that of two that want a dead mailbox's name one
+// gets it and the other learns that it is taken.
+//
+// Users of one group share the three folders if they are laid with the modes 3770: everybody makes
+// files of their own and touches nobody else's, a dead mailbox's no more than a live one's. The
+// owner of run/ozo and root are the landlords: they run the unit's services, may remove what they
+// find, and so are never kept out of a name by what a guest left or put there. What a guest put
+// there is taken for nothing else than what it is: a name counts only if it leads to a mailbox of
+// the same user. All of it also holds if some guest keeps the lock, or watches and races.
 //
 // Operations give 0 or errno's value. Objects are values; any thread.
 #pragma once
@@ -38,6 +45,8 @@ public:
 
     // The live mailbox of that name; OZO_NO_MAILBOX if there is none.
     std::uint32_t locate(const std::string& name) const;
+    // As above, and a landlord's.
+    std::uint32_t locateService(const std::string& name) const;
     // The name under which a mailbox was created.
     std::optional<std::string> nameOf(std::uint32_t id) const;
     // The user whose socket it is; empty if the file is gone.
@@ -49,9 +58,12 @@ private:
     explicit RunDirectory(std::string unitRoot);
 
     int makeFolders() const;
-    int bindFreeId(int socket, std::uint32_t& id) const;
+    int bindFreeId(int socket, const std::string& name, std::uint32_t& id) const;
+    int tryId(int socket, const std::string& name, std::uint32_t candidate) const;
     int claimName(const std::string& name, std::uint32_t id) const;
-    int removeIfDead(const std::string& name) const;
+    int replaceName(const std::string& name, const std::string& target) const;
+    int makeReplaceable(const std::string& name) const;
+    bool isLandlord(uid_t user) const;
     std::uint32_t idBehind(const std::string& name) const;
     int probe(std::uint32_t id) const;
     void removeMailboxFiles(std::uint32_t id) const;

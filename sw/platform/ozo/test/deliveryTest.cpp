@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <list>
+#include <map>
 #include <numeric>
 #include <random>
 
@@ -139,6 +141,47 @@ TEST_F(DeliveryToThread, LetsAQuietPeerInBetweenThoseOfANoisyOne) {
     ASSERT_EQ(numbers.size(), 101U);
     const auto place = std::find(numbers.begin(), numbers.end(), 1000U) - numbers.begin();
     EXPECT_LE(place, 2);
+}
+
+// One message of each process, then the next of each: also when one of them has many connections.
+TEST_F(Delivery, GivesAProcessOneTurnHoweverManyMailboxesItHas) {
+    constexpr std::uint32_t mailboxes = 100;  // more than one wait finds
+    constexpr std::uint32_t each = 3;
+    const auto sendWhenAsked = [](const Child::Line& line, std::uint32_t count) {
+        line.awaitGo();
+        const std::uint32_t to = ozo_locate("Receiver");
+        std::list<MailboxThread> threads;
+        for (std::uint32_t i = 0; i < count; ++i)
+            threads.emplace_back("Sender" + std::to_string(count) + "." + std::to_string(i))
+                .run([=] { sendPatterns(to, each, 100); });
+        line.tell(count);
+        line.awaitGo();
+    };
+    const Child crowd([&](const Child::Line& line) { sendWhenAsked(line, mailboxes); });
+    const Child one([&](const Child::Line& line) { sendWhenAsked(line, 1); });
+    const std::uint32_t receiver = ozo_create_mailbox("Receiver", 0);
+    crowd.go();
+    ASSERT_EQ(crowd.hear(), mailboxes);
+    one.go();
+    ASSERT_EQ(one.hear(), 1U);
+    std::map<std::uint32_t, std::uint32_t> ofSender;
+    std::vector<std::uint32_t> senders;
+    while (const Message message = receiveNow()) {
+        EXPECT_EQ(message->msgno, ofSender[ozo_sender(message.get())]++);
+        senders.push_back(ozo_sender(message.get()));
+    }
+    ASSERT_EQ(senders.size(), (mailboxes + 1) * each);
+    // Which of the two processes' was the single one's is told by its name.
+    const auto isOfOne = [](std::uint32_t sender) {
+        char name[32] = {};
+        ozo_get_name(sender, name, sizeof name);
+        return std::string(name) == "Sender1.0";
+    };
+    const auto last = std::find_if(senders.rbegin(), senders.rend(), isOfOne);
+    const auto place = std::distance(last, senders.rend());
+    // Accepting takes a few rounds; then two waits find each of the connections once.
+    EXPECT_LE(place, 2 * 2 * each + 10);
+    ozo_delete_mailbox(receiver);
 }
 
 TEST_F(DeliveryToThread, LetsPeersInBetweenMessagesToSelf) {

@@ -10,10 +10,12 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <list>
 #include <random>
 
 #include "connection.hpp"
 #include "frame.hpp"
+#include "mailbox.hpp"
 #include "ozo.h"
 #include "ozoTestSupport.hpp"
 
@@ -143,6 +145,30 @@ TEST_F(HostilePeer, HarmsNobodyByConnectingOften) {
     for (int i = 0; i < 200; ++i)
         const RawPeer gone(unit, own);
     expectServes(honest);
+}
+
+// All of one user here; what another has counts apart.
+TEST_F(HostilePeer, KeepsNoMoreConnectionsThanAUserMay) {
+    create();
+    MailboxThread honest("Honest");
+    expectServes(honest);
+    std::list<RawPeer> crowd;
+    for (std::size_t i = 1; i < Ozo::maxConnectionsOfUser; ++i) {
+        crowd.emplace_back(unit, own);
+        EXPECT_EQ(receiveNow(), nullptr);
+    }
+    EXPECT_EQ(ozo_get_drops().crowded_out, 0U);
+    const RawPeer oneTooMany(unit, own);
+    EXPECT_EQ(receiveNow(), nullptr);
+    EXPECT_TRUE(oneTooMany.isHungUp());
+    EXPECT_EQ(ozo_get_drops().crowded_out, 1U);
+    EXPECT_FALSE(crowd.back().isHungUp());
+    expectServes(honest);
+    crowd.pop_back();
+    EXPECT_EQ(receiveNow(), nullptr);
+    const RawPeer inItsPlace(unit, own);
+    EXPECT_EQ(receiveNow(), nullptr);
+    EXPECT_FALSE(inItsPlace.isHungUp());
 }
 
 TEST_F(HostilePeer, TakesWhatWaitsForItAlong) {

@@ -209,9 +209,13 @@ RawPeer::~RawPeer() {
 }
 
 bool RawPeer::connect(const TemporaryUnit& unit, std::uint32_t mailbox) const {
+    return connect(unit.socketFile(mailbox));
+}
+
+bool RawPeer::connect(const std::string& socketFile) const {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    unit.socketFile(mailbox).copy(address.sun_path, sizeof address.sun_path - 1);
+    socketFile.copy(address.sun_path, sizeof address.sun_path - 1);
     return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 

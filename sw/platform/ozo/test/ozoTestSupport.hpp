@@ -141,6 +141,7 @@ public:
     ~RawPeer();
 
     bool connect(const TemporaryUnit& unit, std::uint32_t mailbox) const;
+    bool connect(const std::string& socketFile) const;
     void send(const std::vector<std::byte>& datagram) const;
     bool isHungUp() const;
     int descriptor() const { return socket; }

@@ -1,13 +1,19 @@
 #include "messageWatch.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace Tessel {
 
 namespace {
 
-// Messages handled in a row before posted functions get their turn.
+using Clock = std::chrono::steady_clock;
+
+// How long messages are handled in a row before posted functions, commands among them, get their
+// turn. A message may cost as much as its sender likes to put into it, so their number says little;
+// it is bounded too, because the clock has its price and may stand still.
+constexpr auto burstTime = std::chrono::milliseconds(2);
 constexpr int burst = 64;
 
 enum Refusal : int { notTheMailbox = 1, watchedAlready, noHandler, numberTaken };
@@ -81,6 +87,7 @@ void MessageWatch::awaitMessages() {
 }
 
 void MessageWatch::deliverBurst() {
+    const auto end = Clock::now() + burstTime;
     for (int i = 0; i < burst && watching(); ++i) {
         ozo_msg* const message = ozo_receive(0);
         if (message == nullptr) {
@@ -88,6 +95,9 @@ void MessageWatch::deliverBurst() {
         }
         deliver(std::shared_ptr<ozo_msg>(message, ozo_free));
         endIfMailboxGone();
+        if (Clock::now() >= end) {
+            break;
+        }
     }
     if (watching()) {
         awaitMessages();

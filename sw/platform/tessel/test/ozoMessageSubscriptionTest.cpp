@@ -247,4 +247,29 @@ TEST_F(OzoMessageSubscriptionTest, LetsPostedFunctionsInWhileMessagesFloodIn) {
     EXPECT_EQ(record.await(flood), all);
 }
 
+// A message can be expensive: its time counts then, not its number.
+TEST_F(OzoMessageSubscriptionTest, LetsPostedFunctionsInAfterOneMessageThatTakesLong) {
+    constexpr std::uint32_t flood = 10;
+    constexpr auto handlingTime = std::chrono::milliseconds(5);
+    Event sent;
+    Record<std::uint32_t> record;
+    std::promise<std::size_t> handledBefore;
+    Receiver receiver;
+    receiver.handle(first, [&](const std::shared_ptr<ozo_msg>& message) {
+        sent.await();
+        std::this_thread::sleep_for(handlingTime);
+        record.add(valueOf(*message));
+        if (valueOf(*message) == 0) {
+            receiver.object->runOnActiveObject(
+                [&] { handledBefore.set_value(record.get().size()); });
+        }
+    });
+    for (std::uint32_t i = 0; i < flood; ++i) {
+        sendValue(receiver.id, first, i);
+    }
+    sent.happen();
+    EXPECT_EQ(await(handledBefore.get_future()), 1U);
+    record.await(flood);
+}
+
 }  // namespace
