@@ -14,6 +14,7 @@
 #include <string_view>
 #include <utility>
 
+#include "deadMailboxes.hpp"
 #include "folderLock.hpp"
 #include "frame.hpp"
 #include "ozo.h"
@@ -27,6 +28,7 @@ constexpr mode_t folderMode = 0750;
 constexpr mode_t socketMode = 0660;
 constexpr std::string_view toMailbox = "../mbox/";
 constexpr std::string_view toName = "../name/";
+constexpr std::size_t sweptAtOnce = 16;
 
 bool isName(const std::string& name) {
     return !name.empty() && name.size() <= NAME_MAX && name.find('/') == std::string::npos &&
@@ -94,6 +96,7 @@ int RunDirectory::publish(int socket, const std::string& name, std::uint32_t& id
         error = claimName(name, id);
     if (error == 0)
         error = link(std::string(toName) + name, idLink(id));
+    sweep(id);
     return error;
 }
 
@@ -183,6 +186,18 @@ int RunDirectory::removeIfDead(const std::string& name) const {
         return isLive(error) ? EADDRINUSE : error;
     removeMailboxFiles(id);
     return ::unlink(nameLink(name).c_str()) == 0 ? 0 : errno;
+}
+
+// Who creates a mailbox clears away some that crashes left behind: names that nobody takes again
+// would pile up. Further names of such a mailbox stay, as links that lead nowhere. REQUIRES: the
+// lock is held.
+void RunDirectory::sweep(std::uint32_t newest) const {
+    for (const std::uint32_t id : deadMailboxes(mboxFolder(), newest, sweptAtOnce)) {
+        const auto name = nameOf(id);
+        if (name && idBehind(*name) == id)
+            ::unlink(nameLink(*name).c_str());
+        removeMailboxFiles(id);
+    }
 }
 
 std::uint32_t RunDirectory::idBehind(const std::string& name) const {

@@ -6,7 +6,8 @@
 //     was created
 //
 // A mailbox lives as long as somebody listens on its socket. Files that a crash left behind refuse
-// a connection; by that they are known as dead, and whoever wants the name next removes them.
+// a connection; by that they are known as dead, and whoever wants the name next removes them, or
+// whoever creates any mailbox and comes across them.
 // Changes that hang on such a test are made under a lock on the run/ozo folder, so that of two that
 // want a dead mailbox's name one gets it and the other learns that it is taken.
 //
@@ -52,6 +53,7 @@ private:
     int bindFreeId(int socket, std::uint32_t& id) const;
     int claimName(const std::string& name, std::uint32_t id) const;
     int removeIfDead(const std::string& name) const;
+    void sweep(std::uint32_t newest) const;
     std::uint32_t idBehind(const std::string& name) const;
     int probe(std::uint32_t id) const;
     void removeMailboxFiles(std::uint32_t id) const;
