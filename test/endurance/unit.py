@@ -54,8 +54,10 @@ Answer = collections.namedtuple("Answer", "status output error")
 class Unit:
     """The directory is removed by remove(); processes started here are ended by stop(), in any state."""
 
-    def __init__(self, programs, parent=None):
+    def __init__(self, programs, parent=None, wrapper=(), patience=PATIENCE_SECONDS):
         self.programs = programs
+        self.wrapper = list(wrapper)  # words in front of each program's
+        self.patience = patience
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="endurance.", dir=parent))
         self.environment = dict(os.environ, UNIT_ROOT=str(self.root), TZ="UTC", LC_ALL="C")
         self.processes = []
@@ -66,13 +68,16 @@ class Unit:
         database.parent.mkdir(parents=True, exist_ok=True)
         database.write_text(text)
 
+    def command(self, name, *words):
+        return [*self.wrapper, self.programs[name], *map(str, words)]
+
     def start(self, name, *words, **options):
         """Starts a program whose standard error goes to a file: gives the process, with that file as .log."""
         self.logs += 1
         log = self.root / f"{name}.{self.logs}.log"
         options.setdefault("stdout", subprocess.DEVNULL)
         with open(log, "wb") as file:
-            process = subprocess.Popen([self.programs[name], *map(str, words)], env=self.environment,
+            process = subprocess.Popen(self.command(name, *words), env=self.environment,
                                        stdin=options.pop("stdin", subprocess.DEVNULL), stderr=file, **options)
         process.log = log
         process.name = name
@@ -80,17 +85,16 @@ class Unit:
         return process
 
     def start_collector(self, *words):
-        collector = self.start("qdxd", "--library", self.programs["libqdxbe.so"], *words)
-        return collector
+        return self.start("qdxd", "--library", self.programs["libqdxbe.so"], *words)
 
     def run(self, name, *words, expect=None):
         """Runs a program to its end. If its status is not the expected one, or it doesn't end, that is a fault."""
         typed = " ".join([name, *map(str, words)])
         try:
-            result = subprocess.run([self.programs[name], *map(str, words)], env=self.environment,
-                                    stdin=subprocess.DEVNULL, capture_output=True, timeout=PATIENCE_SECONDS)
+            result = subprocess.run(self.command(name, *words), env=self.environment,
+                                    stdin=subprocess.DEVNULL, capture_output=True, timeout=self.patience)
         except subprocess.TimeoutExpired:
-            raise Fault(f"{typed}: no reply within {PATIENCE_SECONDS} s") from None
+            raise Fault(f"{typed}: no reply within {self.patience} s") from None
         answer = Answer(result.returncode, result.stdout.decode(errors="replace"),
                         result.stderr.decode(errors="replace"))
         if expect is not None and answer.status not in expect:
@@ -116,7 +120,7 @@ class Unit:
                 process.send_signal(signal.SIGCONT)
                 process.terminate()
                 try:
-                    process.wait(PATIENCE_SECONDS)
+                    process.wait(self.patience)
                 except subprocess.TimeoutExpired:
                     process.kill()
                     process.wait()

@@ -46,10 +46,9 @@ std::vector<std::uint32_t> deadMailboxes(const std::string& folder, std::uint32_
                                          std::size_t most) {
     auto ids = idsIn(folder);
     const auto lookedAt = ids.begin() + static_cast<std::ptrdiff_t>(std::min(most, ids.size()));
-    std::partial_sort(ids.begin(), lookedAt, ids.end(),
-                      [behind](std::uint32_t a, std::uint32_t b) {
-                          return a - behind - 1 < b - behind - 1;
-                      });
+    std::partial_sort(ids.begin(), lookedAt, ids.end(), [behind](std::uint32_t a, std::uint32_t b) {
+        return a - behind - 1 < b - behind - 1;
+    });
     ids.erase(lookedAt, ids.end());
     const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     std::erase_if(ids, [&](std::uint32_t id) { return !isDead(socket.get(), folder, id); });
