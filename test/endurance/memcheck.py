@@ -47,7 +47,7 @@ class Memcheck:
             print(f"{name}: {errors[1] if errors else 'no'} errors, {lost[1] if lost else 0} bytes lost")
             if not errors or errors[1] != "0":
                 clean = False
-                print(text)
+                print(f"see {log}")
         return clean
 
 
