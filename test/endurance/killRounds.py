@@ -122,7 +122,10 @@ class Arena:
         seen = {}
         while len(seen) < len(FRONTEND_MARKS):
             if time.monotonic() - since > PATIENCE_SECONDS:
-                raise Fault(f"only {', '.join(seen) or 'no frontend'} came back within {PATIENCE_SECONDS} s")
+                ended = [f"{process.name} ended with {process.returncode}: {process.log.read_text().strip()}"
+                         for process in (self.load, self.host) if process.poll() is not None]
+                raise Fault(f"only {', '.join(seen) or 'no frontend'} came back within {PATIENCE_SECONDS} s; "
+                            f"{', '.join(ended) or 'all run'}")
             answer = self.unit.run("qfci", "pull", self.watched, "--format", "csv", expect=[0, EX_TEMPFAIL])
             now = time.monotonic() - since
             rows = list(csv.DictReader(io.StringIO(answer.output)))
