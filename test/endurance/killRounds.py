@@ -73,7 +73,7 @@ class Arena:
     def start_load(self):
         self.load = self.unit.start(
             "qdxload", "--frontends", FRONTENDS, "--objects", OBJECTS, "--contexts", CONTEXTS, "--record-size", RECORD_BYTES,
-            "--rate", 3000, "--seconds", 3600)
+            "--rate", 1500, "--seconds", 3600)
 
     def start_host(self):
         self.host = self.unit.start("hostfe", "--rate", 20)
