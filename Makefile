@@ -1,5 +1,5 @@
 # The front door. `make run` shows the collector at work, `make test` proves it; the rest is for those who change it.
-.PHONY: run test check bench load fuzz format install
+.PHONY: run test check bench load soak endure fuzz format install
 
 # Arguments for the demonstration, e.g. make run ARGS=--keep
 ARGS ?=
@@ -31,6 +31,18 @@ load:
 	@scripts/install-deps
 	@scripts/build bench qdxd qdxbe dch dch-filter qdxload
 	@scripts/load $(ARGS)
+
+# A collector in a steady load with all that clients do, for a long time, e.g. make soak ARGS='--minutes 60'
+soak:
+	@scripts/install-deps
+	@scripts/build bench qdxd qdxbe dch dch-filter qfci qdxview hostfe qdxload
+	@scripts/soak $(ARGS)
+
+# Kills collectors, frontends and clients at random moments, e.g. make endure ARGS='--rounds 10 collector'
+endure:
+	@scripts/install-deps
+	@scripts/build bench qdxd qdxbe dch dch-filter qfci qdxview hostfe qdxload
+	@scripts/endure $(ARGS)
 
 # Seconds for each fuzz target, and which if not all, e.g. make fuzz TIME=600 ARGS='batch pull'
 TIME ?= 60

@@ -128,6 +128,12 @@ protected:
         writeDatabase("enabled = 1\nradioObservabilityEnabled = 1\n");
     }
 
+    ~CollectorTest() override {
+        if (collector != nullptr) {
+            expectGoodEnd(*collector);
+        }
+    }
+
     void writeDatabase(const std::string& toml) {
         const auto path = unit.path() / "opt/zelvasw/srv/database/qdx/swdb.cfg";
         std::filesystem::create_directories(path.parent_path());

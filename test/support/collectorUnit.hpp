@@ -30,6 +30,14 @@ public:
                                 << "'\nenabled = 1\n";
     }
 
+    ~CollectorUnit() {
+        if (collector_ != nullptr) {
+            expectGoodEnd(*collector_);
+        }
+    }
+    CollectorUnit(const CollectorUnit&) = delete;
+    CollectorUnit& operator=(const CollectorUnit&) = delete;
+
     void start() {
         collector_ = std::make_unique<Process>(std::vector<std::string>{QDXD, "--library", QDXBE});
         collector_->awaitError("qdxd: ready");

@@ -68,7 +68,7 @@ typedef struct qdx_meta_data {
 typedef struct qdx_options {
     size_t queued_batches;    /* that may wait for the collector; 16 */
     uint32_t batch_age_ms;    /* after which a batch that is not full is sent; 100 */
-    uint32_t retry_period_ms; /* how often a collector is looked for or asked again; 1000 */
+    uint32_t retry_period_ms; /* how often a collector is looked for or asked again; 500 */
     /* Called by qdx_poll() and what waits, at each change of the state. */
     void (*on_state_change)(qdx_state state, void* user_data);
     void* user_data;

@@ -17,6 +17,9 @@ public:
     FolderLock& operator=(const FolderLock&) = delete;
     ~FolderLock();
 
+    // False if it went on without it.
+    bool held() const { return isHeld; }
+
 private:
     Descriptor descriptor;
     bool isHeld = false;

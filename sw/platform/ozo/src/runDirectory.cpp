@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "deadMailboxes.hpp"
 #include "folderLock.hpp"
 #include "frame.hpp"
 #include "ozo.h"
@@ -28,6 +29,7 @@ constexpr mode_t folderMode = 0750;
 constexpr mode_t socketMode = 0660;
 constexpr std::string_view toMailbox = "../mbox/";
 constexpr std::string_view toName = "../name/";
+constexpr std::size_t sweptAtOnce = 16;
 
 bool isName(const std::string& name) {
     return !name.empty() && name.size() <= NAME_MAX && name.find('/') == std::string::npos &&
@@ -100,7 +102,9 @@ int RunDirectory::publish(int socket, const std::string& name, std::uint32_t& id
     // A link in the place of the socket would be somebody else's work; it is not followed.
     if (::fchmodat(AT_FDCWD, socketFile(id).c_str(), socketMode, AT_SYMLINK_NOFOLLOW) != 0)
         return errno;
-    return ::listen(socket, SOMAXCONN) == 0 ? claimName(name, id) : errno;
+    const int error = ::listen(socket, SOMAXCONN) == 0 ? claimName(name, id) : errno;
+    sweep(id);
+    return error;
 }
 
 int RunDirectory::addName(const std::string& name, std::uint32_t id) const {
@@ -229,6 +233,24 @@ int RunDirectory::makeReplaceable(const std::string& name) const {
 
 bool RunDirectory::isLandlord(uid_t user) const {
     return user == 0 || ownerOfFile(root + "/run/ozo") == user;
+}
+
+// Who creates a mailbox clears away some that crashes left behind: names that nobody takes again
+// would pile up. Further names of such a mailbox stay, as links that lead nowhere, and so do the
+// files of others, unless this process may remove them.
+void RunDirectory::sweep(std::uint32_t newest) const {
+    const auto dead = deadMailboxes(mboxFolder(), newest, sweptAtOnce);
+    if (dead.empty())
+        return;
+    const FolderLock lock(root + "/run/ozo");
+    if (!lock.held())
+        return;
+    for (const std::uint32_t id : dead) {
+        const auto name = nameOf(id);
+        if (name && idBehind(*name) == id)
+            ::unlink(nameLink(*name).c_str());
+        removeMailboxFiles(id);
+    }
 }
 
 std::uint32_t RunDirectory::idBehind(const std::string& name) const {

@@ -6,7 +6,8 @@
 //     was created
 //
 // A mailbox lives as long as somebody listens on its socket. Files that a crash left behind refuse
-// a connection; by that they are known as dead, and whoever wants the name next replaces them. That
+// a connection; by that they are known as dead, and whoever wants the name next replaces them, or
+// whoever creates any mailbox and comes across them removes them. That
 // is done under a lock on the run/ozo folder, so that of two that want a dead mailbox's name one
 // gets it and the other learns that it is taken.
 //
@@ -64,6 +65,7 @@ private:
     int replaceName(const std::string& name, const std::string& target) const;
     int makeReplaceable(const std::string& name) const;
     bool isLandlord(uid_t user) const;
+    void sweep(std::uint32_t newest) const;
     std::uint32_t idBehind(const std::string& name) const;
     int probe(std::uint32_t id) const;
     void removeMailboxFiles(std::uint32_t id) const;

@@ -1,6 +1,7 @@
 // What mailboxes leave in the file system: who may see it, and what becomes of it after a crash.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -170,6 +171,35 @@ TEST_F(Files, OfACrashGiveWayToTheNextOwnerOfTheName) {
     EXPECT_EQ(ozo_locate("Alias"), own);
     EXPECT_EQ(unit.filesIn("mbox"), 1U);
     EXPECT_EQ(unit.filesIn("id"), 1U);
+}
+
+TEST_F(Files, OfACrashAreSweptByWhoeverCreatesAMailbox) {
+    leaveBehind("Victim", "VictimsAlias");
+    ASSERT_TRUE(create("Name"));
+    for (const char* folder : {"mbox", "id"})
+        EXPECT_EQ(unit.filesIn(folder), 1U) << folder;
+    EXPECT_FALSE(std::filesystem::is_symlink(unit.folder("name/Victim")));
+}
+
+TEST_F(Files, OfManyCrashesDoNotPileUp) {
+    for (int victim = 0; victim < 60; ++victim) {
+        const std::string name = std::to_string(victim);
+        leaveBehind(name.c_str(), name.c_str());
+        for (const char* folder : {"mbox", "name", "id"})
+            EXPECT_LE(unit.filesIn(folder), 16U) << folder;
+    }
+}
+
+TEST_F(Files, OfLiveMailboxesAreNotSweptAndTheirOwnersNotWoken) {
+    MailboxThread first("First");
+    ASSERT_TRUE(create("Second"));
+    EXPECT_EQ(first.run([] {
+        pollfd readable{.fd = ozo_get_fd(), .events = POLLIN, .revents = 0};
+        return ::poll(&readable, 1, 0);
+    }),
+              0);
+    EXPECT_EQ(ozo_locate("First"), first.id());
+    EXPECT_EQ(unit.filesIn("mbox"), 2U);
 }
 
 TEST_F(Files, OfALiveMailboxOfAnotherProcessKeepTheirName) {

@@ -38,7 +38,7 @@ struct Options {
 
     // How often a collector is looked for, and how long one may take to answer before it is asked
     // again.
-    Clock::duration retryPeriod = std::chrono::seconds(1);
+    Clock::duration retryPeriod = std::chrono::milliseconds(500);
 
     // Called by poll() and what waits, at each change; what it throws comes out of them.
     std::function<void(State)> onStateChange = nullptr;

@@ -17,13 +17,16 @@ inline std::vector<std::string> daemonWords() {
     return {QDXD, "--library", TEST_PARTICIPANT};
 }
 
-// Ready to take commands when the constructor returns.
+// Ready to take commands when the constructor returns. Must end well.
 class Daemon : public Process {
 public:
     explicit Daemon(const std::map<std::string, std::string>& environment = {})
         : Process(daemonWords(), environment) {
         awaitError("qdxd: ready");
     }
+    ~Daemon() { expectGoodEnd(*this); }
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
 };
 
 // What a participant's hold command waits for.

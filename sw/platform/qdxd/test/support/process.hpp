@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -10,16 +11,20 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <exception>
 #include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "support/sanitizerReports.hpp"
 
 namespace TestSupport {
 
 // Reads what the program writes whenever something is awaited. Killed with this object if it still
-// runs.
+// runs. What a sanitizer finds in it fails the test.
 class Process {
 public:
     // Where standard input comes from: the test's own, or a pipe that stays open and empty.
@@ -45,7 +50,9 @@ public:
         posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions, error[1], STDERR_FILENO);
         auto arguments = pointersTo(words);
-        auto variables = mergedEnvironment(environment);
+        auto added = reports_.environment();
+        added.insert(environment.begin(), environment.end());
+        auto variables = mergedEnvironment(std::move(added));
         auto variablePointers = pointersTo(variables);
         const int result = posix_spawn(&id_, words.front().c_str(), &actions, nullptr,
                                        arguments.data(), variablePointers.data());
@@ -76,6 +83,7 @@ public:
     Process& operator=(const Process&) = delete;
 
     pid_t id() const { return id_; }
+    bool hasEnded() const { return exited_; }
     void signal(int number) const { kill(id_, number); }
 
     const std::string& output() const { return streams_[0].text; }
@@ -171,10 +179,27 @@ private:
         }
     }
 
+    const SanitizerReports reports_;
     pid_t id_ = -1;
     bool exited_ = false;
     int input_ = -1;
     std::array<Stream, 2> streams_;
 };
+
+// Stops a program that serves until SIGTERM, unless its end was awaited. It must end well, which is
+// also when a sanitizer looks for leaks; or the test has killed it.
+inline void expectGoodEnd(Process& process) noexcept {
+    if (process.hasEnded()) {
+        return;
+    }
+    try {
+        // In this order: a late SIGCONT would wake what the leak sanitizer stops to look at.
+        process.signal(SIGCONT);
+        process.signal(SIGTERM);
+        EXPECT_THAT(process.awaitExit(), testing::AnyOf(0, 128 + SIGKILL)) << process.error();
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what();
+    }
+}
 
 }  // namespace TestSupport
