@@ -40,6 +40,10 @@ void Reader::readHeader() {
         }
     }
     header_.maxMessageSize = readWord();
+    if (header_.maxMessageSize < leastMaxMessage || header_.maxMessageSize > maxMessage) {
+        throw Fault(offset_, "a largest message of " + std::to_string(header_.maxMessageSize) +
+                                 " bytes is none that a unit can have");
+    }
     header_.steady = checkedTime(readNumber(), maxSteady);
     header_.wall = checkedTime(readNumber(), maxWall);
     header_.database = readText(maxText);

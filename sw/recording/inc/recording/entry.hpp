@@ -38,6 +38,7 @@ inline constexpr std::string_view magic = "QDXREC1\n";
 // differences within 64 bits.
 inline constexpr std::size_t maxText = std::size_t{16} * 1024 * 1024;  // a file of the header
 inline constexpr std::size_t maxListFiles = 100;
+inline constexpr std::size_t leastMaxMessage = 1024;  // the range of the unit's own limit
 inline constexpr std::size_t maxMessage = std::size_t{128} * 1024;
 inline constexpr std::size_t maxCommand = 4096;
 inline constexpr std::int64_t maxSteady = std::int64_t{1} << 61;  // 73 years, in ns
