@@ -90,11 +90,11 @@ Encoder everyKind() {
 
 TEST(RecordingTest, EveryEntryIsReadBack) {
     const auto content = contentOf(everyKind().bytes());
-    EXPECT_THAT(content.entries,
-                ElementsAre(std::string("6000000000 1 sends 24148757 pay\0load", 36),
-                            "6000000007 steady", "4000000000 300 is gone",
-                            "8000000000 command,dch,,x", "9000000000 wall 1700000003000000000",
-                            "9000000000 2 sends 7 "));
+    EXPECT_THAT(
+        content.entries,
+        ElementsAre(std::string("6000000000 1 sends 24148757 pay\0load", 36), "6000000007 steady",
+                    "4000000000 300 is gone", "8000000000 command,dch,,x",
+                    "9000000000 wall 1700000003000000000", "9000000000 2 sends 7 "));
     EXPECT_FALSE(content.cutOff);
 }
 
@@ -121,9 +121,9 @@ TEST(RecordingTest, WhereverItIsCutTheEntriesBeforeAreRead) {
         ASSERT_LE(cut.entries.size(), whole.size());
         EXPECT_TRUE(std::equal(cut.entries.begin(), cut.entries.end(), whole.begin()));
         // Each entry ends where the next begins, and only there nothing is missing.
-        EXPECT_EQ(cut.cutOff, size != headerBytes().size() && size != bytes.size() &&
-                                  contentOf(bytes.substr(0, size - 1)).entries.size() ==
-                                      cut.entries.size());
+        EXPECT_EQ(cut.cutOff,
+                  size != headerBytes().size() && size != bytes.size() &&
+                      contentOf(bytes.substr(0, size - 1)).entries.size() == cut.entries.size());
     }
 }
 

@@ -26,11 +26,11 @@
 
 namespace {
 
+using Qdxd::Recorder;
 using Tessel::Host::V1::CommandServer;
 using Tessel::Host::V1::CommandServerError;
 using Tessel::Host::V1::CommandTableRow;
 using Tessel::Host::V1::Host;
-using Qdxd::Recorder;
 
 constexpr const char* database = "/opt/zelvasw/srv/database/qdx/swdb.cfg";
 

@@ -13,7 +13,8 @@
 //                'C'     command: text: the words, a NUL between each two
 //                'S'     the collector read the steady clock: what it saw is the entry's time
 //                'W'     the collector read the wall clock
-//                            signed: ns by which it has run ahead of the steady clock since the start
+//                            signed: ns by which it has run ahead of the steady clock since the
+//                            start
 //
 // A number is unsigned, seven bits a byte, the lowest first, each byte but the last with 0x80. A
 // signed is a number that has its sign in the lowest bit. A text is its length and its bytes.

@@ -36,8 +36,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
         ->required()
         ->type_name("");
     auto* list = app.add_flag("--list", options.list, "Only show the events, one a line");
-    app.add_option("--until", options.until, "Stop after the event of this number")
-        ->type_name("N");
+    app.add_option("--until", options.until, "Stop after the event of this number")->type_name("N");
     app.add_option("--expect", options.expected,
                    "Compare the output with this file instead of writing it")
         ->type_name("FILE")

@@ -1,7 +1,5 @@
 #include "virtualUnit.hpp"
 
-#include <sysexits.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +9,7 @@
 #include <utility>
 
 #include "message.hpp"
+#include "tessel/commandProtocol.hpp"
 
 namespace Replay {
 
@@ -101,13 +100,13 @@ void VirtualUnit::deliver(const Recording::MailboxGone& gone) {
 int VirtualUnit::run(const std::vector<std::string>& words, std::ostream& out) {
     const auto command = commands_.find(words.front());
     if (command == commands_.end()) {
-        return EX_UNAVAILABLE;
+        return Tessel::CommandProtocol::statusUnknownCommand;
     }
     try {
         return command->second(words, out);
     } catch (const std::exception& exception) {
         out << words.front() << ": " << exception.what() << '\n';
-        return EX_SOFTWARE;
+        return Tessel::CommandProtocol::statusSoftware;
     }
 }
 

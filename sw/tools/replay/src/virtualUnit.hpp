@@ -1,10 +1,10 @@
 // A unit that exists only in memory: the platform of a collector that is played a recording.
 //
 // The collector is linked with the functions that stand in virtualMailboxes.cpp and
-// virtualServices.cpp in place of the platform's. They know one unit, the present one. In it nothing
-// happens but what it is told to do: there is one thread, messages that the collector sends are
-// given to the listener, clocks show what they are set to, and the only files are those of the info
-// object list.
+// virtualServices.cpp in place of the platform's. They know one unit, the present one. In it
+// nothing happens but what it is told to do: there is one thread, messages that the collector sends
+// are given to the listener, clocks show what they are set to, and the only files are those of the
+// info object list.
 #pragma once
 
 #include <chrono>
@@ -51,8 +51,8 @@ public:
 
     static VirtualUnit& present();
 
-    // What the clocks show from now on: each reading what was recorded of it, in turn; then the time
-    // of the event.
+    // What the clocks show from now on: each reading what was recorded of it, in turn; then the
+    // time of the event.
     struct Clocks {
         std::chrono::nanoseconds event{};
         std::deque<std::chrono::nanoseconds> steady;
