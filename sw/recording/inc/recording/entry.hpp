@@ -61,13 +61,13 @@ struct Header {
 };
 
 struct Message {
-    std::uint32_t sender;
-    std::uint32_t number;
+    std::uint32_t sender = 0;
+    std::uint32_t number = 0;
     std::string payload;  // what stands behind the number
 };
 
 struct MailboxGone {
-    std::uint32_t sender;
+    std::uint32_t sender = 0;
 };
 
 struct Command {
@@ -77,11 +77,11 @@ struct Command {
 struct SteadyReading {};
 
 struct WallReading {
-    std::chrono::nanoseconds wall;
+    std::chrono::nanoseconds wall{};
 };
 
 struct Entry {
-    std::chrono::nanoseconds steady;  // when it was written, by the steady clock
+    std::chrono::nanoseconds steady{};  // when it was written, by the steady clock
     std::variant<Message, MailboxGone, Command, SteadyReading, WallReading> what;
 };
 

@@ -18,7 +18,9 @@ using Replay::VirtualUnit;
 
 // Who plays a recording makes the collector.
 Tessel::Startup::V1::StartupRegistrar::StartupRegistrar(
-    std::function<std::shared_ptr<StartupParticipantIf>()> /*factory*/) {}
+    std::function<std::shared_ptr<StartupParticipantIf>()> factory) {
+    const auto dropped = std::move(factory);
+}
 
 namespace Tessel::ActiveObject::V1 {
 
@@ -35,7 +37,8 @@ public:
 std::shared_ptr<ActiveObjectIf> ActiveObjectIf::create(const std::string& /*name*/,
                                                        std::function<void()> body,
                                                        SchedulingPolicy /*policy*/) {
-    body();
+    const auto start = std::move(body);
+    start();
     return std::make_shared<VirtualActiveObject>();
 }
 
