@@ -9,6 +9,7 @@
 #include "infoObjectListIf.hpp"
 #include "qdxFilterCtrlIServer.hpp"
 #include "quardexShellCommands.hpp"
+#include "tessel/clock.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "trace.hpp"
 #include "wireFormat.hpp"
@@ -19,6 +20,7 @@ namespace {
 
 using Tessel::ActiveObject::V1::ActiveObjectIf;
 using Tessel::ActiveObject::V1::SchedulingPolicy;
+using Tessel::Clock::V1::ClockIf;
 using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 
 constexpr unsigned int defaultGlobalMemoryLimit = 2 * 1024 * 1024;  // bytes
@@ -260,13 +262,13 @@ bool Quardex::setupMessageHandlers() {
 // --- Clocks and metadata -----------------------------------------------------------------------
 
 void Quardex::setCurrTime(std::optional<time_point> time) {
-    currTime = time.value_or(std::chrono::steady_clock::now());
+    currTime = time.value_or(ClockIf::getInstance().steadyNow());
 }
 
 ClockAnchor Quardex::getClockAnchor() {
     if (!clockAnchor) {
-        const auto steady = std::chrono::steady_clock::now();
-        const auto wall = std::chrono::system_clock::now();
+        const auto steady = ClockIf::getInstance().steadyNow();
+        const auto wall = ClockIf::getInstance().wallNow();
         setClockAnchor(ClockAnchor{steady, wall});
     }
     return *clockAnchor;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,13 +17,16 @@
 #include "corbel/dbRegistry.hpp"
 #include "options.hpp"
 #include "participantLibrary.hpp"
+#include "recorder.hpp"
 #include "serviceManager.hpp"
 #include "tessel/commandProtocol.hpp"
 #include "tessel/commandServer.hpp"
 #include "tessel/host.hpp"
+#include "unitFiles.hpp"
 
 namespace {
 
+using Qdxd::Recorder;
 using Tessel::Host::V1::CommandServer;
 using Tessel::Host::V1::CommandServerError;
 using Tessel::Host::V1::CommandTableRow;
@@ -83,6 +87,21 @@ std::optional<std::vector<CommandTableRow>> commandTable(const std::string& word
         rows.push_back({row.syntax, row.help});
     }
     return rows;
+}
+
+// Before signals are held: a FIFO without a reader would have the process wait for good.
+std::unique_ptr<Recorder> startRecording(const std::string& path) {
+    if (path.empty()) {
+        return nullptr;
+    }
+    checkDatabase();
+    try {
+        auto recorder = std::make_unique<Recorder>(path, Qdxd::readUnit(database), say);
+        Tessel::Host::V1::setObserver(recorder.get());
+        return recorder;
+    } catch (const Recording::CannotWrite& error) {
+        throw Failure(EX_CANTCREAT, std::string("cannot record to ") + error.what());
+    }
 }
 
 void loadLibraries(const std::vector<std::string>& libraries) {
@@ -167,8 +186,9 @@ int guardedMain(int argc, char** argv) {
         return status;
     }
     std::signal(SIGPIPE, SIG_IGN);
-    const auto stopSignals = holdStopSignals();
     try {
+        const auto recorder = startRecording(options->recording);
+        const auto stopSignals = holdStopSignals();
         run(*options, stopSignals);
         say("stopped");
     } catch (const Failure& failure) {

@@ -38,6 +38,9 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
                    "Shared library to load, instead of libqdxbe.so; may be given several times")
         ->type_name("PATH")
         ->allow_extra_args(false);
+    app.add_option("--record", options.recording,
+                   "Record all messages and commands there, for qdx-replay")
+        ->type_name("FILE");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

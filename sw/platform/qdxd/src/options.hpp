@@ -9,6 +9,7 @@ namespace Qdxd {
 
 struct Options {
     std::vector<std::string> libraries;  // at least one
+    std::string recording;               // the file to record to; empty for none
 };
 
 // Parses the command line. When there is nothing more to do, be it that help or version was asked

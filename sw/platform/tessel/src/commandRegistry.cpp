@@ -4,6 +4,7 @@
 
 #include "commandRegistryImpl.hpp"
 #include "loop.hpp"
+#include "observation.hpp"
 #include "serviceThread.hpp"
 #include "tessel/commandProtocol.hpp"
 
@@ -101,6 +102,7 @@ void CommandRegistryImpl::run(std::vector<std::string> words,
     }
     runOn(entry.loop, std::move(reply),
           [command = entry.command, words = std::move(words)](CommandReply& answer) {
+              observe([&](auto& observer) { observer.onCommand(words); });
               runCommand(*command, words, answer);
           });
 }

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "observation.hpp"
+
 namespace Tessel {
 
 namespace {
@@ -38,6 +40,7 @@ void MailboxMonitors::handleGone(const ozo_msg& message) {
     if (asked.empty()) {
         return;
     }
+    observe([&](auto& observer) { observer.onMailboxGone(mailbox); });
     for (const auto& callback : asked.mapped()) {
         callback(mailbox);
     }

@@ -4,6 +4,9 @@
 #include <chrono>
 #include <utility>
 
+#include "mailboxMonitors.hpp"
+#include "observation.hpp"
+
 namespace Tessel {
 
 namespace {
@@ -109,6 +112,10 @@ void MessageWatch::deliver(const std::shared_ptr<ozo_msg>& message) {
     if (slot == handlers_.end() || slot->number != message->msgno) {
         ++unhandled_;
         return;
+    }
+    // The news of a mailbox gone is told by those who understand it.
+    if (message->msgno != MailboxMonitors::messageNumber) {
+        observe([&](auto& observer) { observer.onMessage(*message); });
     }
     (*slot->handler)(message);
 }
