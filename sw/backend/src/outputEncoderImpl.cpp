@@ -30,6 +30,13 @@ const Qdx::InfoObjectContext& decoded(const std::string& context) {
     return *found;
 }
 
+// Room for it is taken first: the library loses a new element that it then finds no room for.
+template <typename Collection>
+Collection* addTo(google::protobuf::RepeatedPtrField<Collection>& collections) {
+    collections.Reserve(collections.size() + 1);
+    return collections.Add();
+}
+
 }  // namespace
 
 std::shared_ptr<OutputEncoderIf> OutputEncoderIf::create(const ClockAnchor& clockAnchor) {
@@ -54,19 +61,19 @@ Qdx::MeasurementCollection* OutputEncoderImpl::addCollection(
     const Samples<Qdx::V1::MeasurementData>& samples,
     const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_measurementcollections(), samples, key);
+    return fill(addTo(*message.mutable_measurementcollections()), samples, key);
 }
 
 Qdx::CounterCollection* OutputEncoderImpl::addCollection(
     const Samples<Qdx::V1::CounterData>& samples, const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_countercollections(), samples, key);
+    return fill(addTo(*message.mutable_countercollections()), samples, key);
 }
 
 Qdx::RecordCollection* OutputEncoderImpl::addCollection(
     const Samples<RecordData>& samples, const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_recordcollections(), samples, key);
+    return fill(addTo(*message.mutable_recordcollections()), samples, key);
 }
 
 template <typename Collection, typename T>
