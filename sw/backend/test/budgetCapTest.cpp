@@ -34,8 +34,7 @@ constexpr unsigned contexts = 12;
 
 std::string catalogue() {
     const char* const types[] = {"meas", "counter", "record"};
-    std::string xml =
-        R"(<infoObjectList><tags><tag name="A"/><tag name="B"/></tags><objects>)";
+    std::string xml = R"(<infoObjectList><tags><tag name="A"/><tag name="B"/></tags><objects>)";
     for (unsigned id = 1; id <= 3 * objectsOfAKind; ++id) {
         const auto number = std::to_string(id);
         xml.append("<object id=\"").append(number).append("\" name=\"o:").append(number);
@@ -149,11 +148,10 @@ private:
         auto* memory = memoryOf(id);
         if (memory == nullptr && sum != 0)
             ADD_FAILURE() << "filter " << id << " is gone, " << sum << " of its bytes are not";
-        if (memory != nullptr && (memory->getMainResource()->getAllocatedSize() != account.main ||
-                                  memory->getContentResource()->getAllocatedSize() !=
-                                      account.content ||
-                                  (account.limit && memory->getRemainingSize() !=
-                                                        *account.limit - sum)))
+        if (memory != nullptr &&
+            (memory->getMainResource()->getAllocatedSize() != account.main ||
+             memory->getContentResource()->getAllocatedSize() != account.content ||
+             (account.limit && memory->getRemainingSize() != *account.limit - sum)))
             ADD_FAILURE() << "filter " << id << " counts other blocks than are out";
         if (account.limit && isBeyond(*account.limit, account.main, account.content))
             ADD_FAILURE() << "filter " << id << " of " << *account.limit << " bytes holds "
@@ -222,12 +220,11 @@ public:
 
     ~RandomLife() {
         tally.allocations += audit.allocations();
-        tally.highWater =
-            std::max(tally.highWater, static_cast<double>(audit.maxHeld()) /
-                                          static_cast<double>(cap));
+        tally.highWater = std::max(tally.highWater,
+                                   static_cast<double>(audit.maxHeld()) / static_cast<double>(cap));
         auto* global = collector.getGlobalMemory();
-        for (const auto* resource : {global->getCommonResource(), global->getMainResource(),
-                                     global->getContentResource()})
+        for (const auto* resource :
+             {global->getCommonResource(), global->getMainResource(), global->getContentResource()})
             tally.globalRefusals += resource->getNumFailures();
     }
 
@@ -339,9 +336,10 @@ private:
         if (!collector.hasReachedMaxNumberOfFilters())
             audit.expect(id, bytes == 0 ? std::nullopt : std::optional(bytes));
         const std::string name(below(60), 'f');
-        const auto result = collector.createFilter(
-            id, name, statements(), bytes, below(8) == 0 ? Enabled::No : Enabled::Yes,
-            below(6) == 0 ? Static::Yes : Static::No, below(2) == 0 ? Printable::Yes : Printable::No);
+        const auto result = collector.createFilter(id, name, statements(), bytes,
+                                                   below(8) == 0 ? Enabled::No : Enabled::Yes,
+                                                   below(6) == 0 ? Static::Yes : Static::No,
+                                                   below(2) == 0 ? Printable::Yes : Printable::No);
         if (result == ErrorType::NotEnoughMemory)
             ++tally.filtersRefused;
     }

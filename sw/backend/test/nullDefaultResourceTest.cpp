@@ -106,7 +106,10 @@ protected:
                 else if (id % 3 == 1)
                     batch.counter(name, samples, context);
                 else
-                    batch.record(name, std::vector<unsigned char>(40 + (id + 7 * now.time_since_epoch().count()) % 30), context);
+                    batch.record(name,
+                                 std::vector<unsigned char>(
+                                     40 + (id + 7 * now.time_since_epoch().count()) % 30),
+                                 context);
             }
             collector.handleBeProcessBatchesUreq(batch.message().get());
         }
