@@ -10,16 +10,18 @@ namespace {
 
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
-std::int64_t outputValue(const Qdx::V1::MeasurementData& data) {
-    return data.value;
+void addValue(Qdx::MeasurementCollection& collection, const Qdx::V1::MeasurementData& data) {
+    collection.add_values(data.value);
 }
 
-std::int64_t outputValue(const Qdx::V1::CounterData& data) {
-    return data.value;
+void addValue(Qdx::CounterCollection& collection, const Qdx::V1::CounterData& data) {
+    collection.add_values(data.value);
 }
 
-std::string outputValue(const RecordData& bytes) {
-    return {bytes.begin(), bytes.end()};
+// Into an element that is there already: the library counts one that it is given before it has the
+// memory for it, and when that is refused deletes it all the same in the end.
+void addValue(Qdx::RecordCollection& collection, const RecordData& bytes) {
+    collection.add_values()->assign(bytes.begin(), bytes.end());
 }
 
 const Qdx::InfoObjectContext& decoded(const std::string& context) {
@@ -28,6 +30,13 @@ const Qdx::InfoObjectContext& decoded(const std::string& context) {
         throw std::runtime_error("Context string " + context + " could not be decoded.");
     }
     return *found;
+}
+
+// Room for it is taken first: the library loses a new element that it then finds no room for.
+template <typename Collection>
+Collection* addTo(google::protobuf::RepeatedPtrField<Collection>& collections) {
+    collections.Reserve(collections.size() + 1);
+    return collections.Add();
 }
 
 }  // namespace
@@ -54,19 +63,19 @@ Qdx::MeasurementCollection* OutputEncoderImpl::addCollection(
     const Samples<Qdx::V1::MeasurementData>& samples,
     const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_measurementcollections(), samples, key);
+    return fill(addTo(*message.mutable_measurementcollections()), samples, key);
 }
 
 Qdx::CounterCollection* OutputEncoderImpl::addCollection(
     const Samples<Qdx::V1::CounterData>& samples, const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_countercollections(), samples, key);
+    return fill(addTo(*message.mutable_countercollections()), samples, key);
 }
 
 Qdx::RecordCollection* OutputEncoderImpl::addCollection(
     const Samples<RecordData>& samples, const std::pair<InfoObjectId, std::string>& key) {
     isEmpty = false;
-    return fill(message.add_recordcollections(), samples, key);
+    return fill(addTo(*message.mutable_recordcollections()), samples, key);
 }
 
 template <typename Collection, typename T>
@@ -83,7 +92,7 @@ Collection* OutputEncoderImpl::fill(Collection* collection, const Samples<T>& sa
     collection->mutable_values()->Reserve(size);
     for (const auto& [time, value] : samples) {
         collection->add_timestamps(wallSeconds(time));
-        collection->add_values(outputValue(value));
+        addValue(*collection, value);
     }
     return collection;
 }

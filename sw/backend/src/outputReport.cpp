@@ -137,7 +137,10 @@ void printAggregation(const std::optional<Aggregation>& aggregation, std::string
 class Report {
 public:
     Report(OutputEncoderImpl& source, std::ostream& destination, std::optional<unsigned int> rows)
-        : encoder(source), out(destination), limit(rows) {}
+        : encoder(source), out(destination), limit(rows) {
+        // A heap that runs out must not pass for the end of a row.
+        row.exceptions(std::ios::badbit);
+    }
 
     template <typename Collections>
     void printAll(Collections& collections) {

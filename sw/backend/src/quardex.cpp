@@ -45,6 +45,13 @@ std::string joined(const std::set<std::string>& tags) {
     return text;
 }
 
+// A text that memory fails for must not pass for a shorter one: what is written throws.
+std::ostringstream wholeOrNothing() {
+    std::ostringstream text;
+    text.exceptions(std::ios::badbit);
+    return text;
+}
+
 void listTags(const Filter& filter, std::ostream& out) {
     const char* separator = " ";
     for (const auto& statement : filter.getCaptureStatements()) {
@@ -479,14 +486,14 @@ ErrorType Quardex::printFilterData(std::optional<FilterId> id, std::optional<uns
     if (result != ErrorType::NoError) {
         return result;
     }
-    std::ostringstream report;
+    auto report = wholeOrNothing();
     encoder->print(report, limit);
     output = report.str();
     return ErrorType::NoError;
 }
 
 std::optional<std::string> Quardex::listFilters(Printable printable) const {
-    std::ostringstream listing;
+    auto listing = wholeOrNothing();
     for (const auto& [id, filter] : filters) {
         if (filter->isPrintable() == (printable == Printable::Yes)) {
             listFilter(id, *filter, listing);

@@ -81,8 +81,11 @@ std::optional<std::uint32_t> selectRevision(const std::vector<std::uint32_t>& of
 }
 
 std::string firstWord(const char* text) {
+    std::istringstream in(text);
+    // A heap that runs out must not pass for the end of the word.
+    in.exceptions(std::ios::badbit);
     std::string word;
-    std::istringstream(text) >> word;
+    in >> word;
     return word;
 }
 

@@ -3,13 +3,15 @@
 
 #include <cstddef>
 
+#include "outage.hpp"
+
 namespace Qdx::Test {
 
-// While it lives, operator new of this thread fails once, at the allocation of the given number,
-// counted from 0. One at a time per thread.
+// While it lives, operator new of this thread fails at the allocation of the given number, counted
+// from 0: once, or from then on. One at a time per thread.
 class HeapFault {
 public:
-    explicit HeapFault(std::size_t failing);
+    explicit HeapFault(std::size_t failing, Outage outage = Outage::Once);
     ~HeapFault();
 
     HeapFault(const HeapFault&) = delete;
@@ -23,5 +25,13 @@ public:
 private:
     const std::size_t failing;
 };
+
+// What this thread has taken from operator new and not yet given back.
+struct HeapUse {
+    long blocks;
+    long bytes;  // as the heap rounds them
+};
+
+HeapUse heapUse();
 
 }  // namespace Qdx::Test
