@@ -60,8 +60,11 @@ void addShape(CLI::App& app, Plan& plan) {
         ->delimiter(',')
         ->type_name("measurement,counter,record")
         ->transform(CLI::CheckedTransformer(kinds).description(""));
-    app.add_option("--record-size", plan.recordSize, "Bytes of each record")
+    app.add_option("--record-size", plan.recordSize, "Bytes of each record, or of the smallest")
         ->check(CLI::Range(smallestRecord, largestRecord))
+        ->capture_default_str();
+    app.add_option("--record-spread", plan.recordSpread, "Bytes that the largest record has more")
+        ->check(CLI::Range(std::size_t{0}, largestRecord))
         ->capture_default_str();
     app.add_option("--seed", plan.seed, "Of the order of the series, and of the records' bytes")
         ->capture_default_str();

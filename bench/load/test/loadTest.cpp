@@ -173,7 +173,7 @@ TEST_F(LoadTest, APullThatIsNotOfTheRunIsRefused) {
     EXPECT_EQ(check().status, 0);
     const auto written = contentOf(path("ledger"));
     std::ofstream(path("ledger")) << std::regex_replace(
-        written, std::regex("sent 0 ([0-9]+) connection 1"), "dropped 0 $1 noMemory at $1");
+        written, std::regex("sent ([0-9]+) ([0-9]+) connection 1"), "dropped $1 $2 noMemory at $2");
     const auto checked = check();
     EXPECT_EQ(checked.status, 1);
     EXPECT_THAT(checked.output,
@@ -216,7 +216,7 @@ TEST_F(LoadTest, FaultyInputIsToldInOneLine) {
     std::ofstream(path("ledger")) << "nonsense\n";
     EXPECT_EQ(check(),
               (Answer{65, "qdxload: " + path("ledger") + ":1: not a ledger of qdxload\n"}));
-    std::ofstream(path("ledger")) << "qdxload ledger 1\nplan 1 1 1 1 16 record\n"
+    std::ofstream(path("ledger")) << "qdxload ledger 2\nplan 1 1 1 1 16 0 record\n"
                                      "frontend 0 added 0 last-connection 1\nend\n";
     EXPECT_EQ(check(), (Answer{66, "qdxload: " + path("pull") + ": No such file or directory\n"}));
     std::ofstream(path("pull")) << "nonsense\n";
