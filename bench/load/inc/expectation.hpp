@@ -39,13 +39,16 @@ Expectation expect(const Ledger& ledger, const Series& series, std::size_t keep)
 // Samples that the series had in the run.
 std::uint64_t samplesOf(const Ledger& ledger, const Series& series);
 
-inline constexpr const char* sentToThisCollector = "was sent to this collector";
-
 // Where the series stands in its frontend's rounds: the index of its first sample.
 std::uint64_t turnOf(const Plan& plan, const Series& series);
 
 // What became of one of them, as a part of a sentence: "was dropped (slowCollector)". REQUIRES:
 // sequence < samplesOf().
 std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t sequence);
+
+// Why a value can't be one that the last collector got of the series, as the beginning of a line:
+// "foreign: 12 is of load:counter:1 clientId=0,deviceId=3". Empty if that got it, or it can't be
+// said why not.
+std::string originOf(const Ledger& ledger, const Series& series, std::int64_t value);
 
 }  // namespace QdxLoad

@@ -126,27 +126,11 @@ void Checker::checkWindows(const PulledCollection& pulled) {
 
 // Why a value is not among those that the collector got.
 std::string Checker::explain(const Series& series, std::int64_t value, std::size_t kept) const {
-    const auto code = decode(value);
-    const auto text = std::to_string(value);
-    if (!code || code->series >= ledger.plan.seriesCount()) {
-        return "invented: " + text;
-    }
-    const auto sequence = " (sequence " + std::to_string(code->sequence) + ")";
-    if (const auto owner = ledger.plan.seriesAt(code->series); owner != series) {
-        return "foreign: " + text + " is of " + describe(ledger.plan, owner);
-    }
-    if (const auto samples = samplesOf(ledger, series); code->sequence >= samples) {
-        return "invented: " + text + sequence + " of " + std::to_string(samples) + " samples";
-    }
-    const auto fate = fateOf(ledger, series, code->sequence);
-    if (fate != sentToThisCollector) {
-        return "undelivered: " + text + sequence + ", which " + fate + ",";
-    }
-    if (ledger.plan.kindOf(series.object) == Kind::Counter) {
-        return "invented: " + text + sequence + " without what it carried";
-    }
-    return "reordered: " + text + sequence + ", older than the newest " + std::to_string(kept) +
-           ",";
+    const auto origin = originOf(ledger, series, value);
+    return origin.empty() ? "reordered: " + std::to_string(value) + " (sequence " +
+                                std::to_string(decode(value)->sequence) +
+                                "), older than the newest " + std::to_string(kept) + ","
+                          : origin;
 }
 
 void Checker::finish() {

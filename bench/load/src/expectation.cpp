@@ -9,6 +9,8 @@
 namespace QdxLoad {
 namespace {
 
+constexpr const char* sentToThisCollector = "was sent to this collector";
+
 // Walks the samples of one series through the ranges of its frontend, and shows what the last
 // collector got or may have got.
 class Walk {
@@ -140,6 +142,28 @@ std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t seq
             break;
     }
     return "was waiting at the end";
+}
+
+std::string originOf(const Ledger& ledger, const Series& series, std::int64_t value) {
+    const auto code = decode(value);
+    const auto text = std::to_string(value);
+    if (!code || code->series >= ledger.plan.seriesCount()) {
+        return "invented: " + text;
+    }
+    const auto sequence = " (sequence " + std::to_string(code->sequence) + ")";
+    if (const auto owner = ledger.plan.seriesAt(code->series); owner != series) {
+        return "foreign: " + text + " is of " + describe(ledger.plan, owner);
+    }
+    if (const auto samples = samplesOf(ledger, series); code->sequence >= samples) {
+        return "invented: " + text + sequence + " of " + std::to_string(samples) + " samples";
+    }
+    const auto fate = fateOf(ledger, series, code->sequence);
+    if (fate != sentToThisCollector) {
+        return "undelivered: " + text + sequence + ", which " + fate + ",";
+    }
+    return ledger.plan.kindOf(series.object) == Kind::Counter
+               ? "invented: " + text + sequence + " without what it carried"
+               : "";
 }
 
 }  // namespace QdxLoad
