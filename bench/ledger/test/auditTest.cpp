@@ -13,7 +13,6 @@ namespace {
 using namespace QdxLedger;
 using namespace QdxLedger::Test;
 using testing::Contains;
-using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -56,7 +55,7 @@ TEST_P(GoodRunTest, Balances) {
     EXPECT_THAT(audited.violations, IsEmpty());
     EXPECT_EQ(sumOf(audited.sheet.of(everySample)), run.ledger().frontends[0].added);
     EXPECT_EQ(countOf(audited, everySample, End::SlowCollector), FakeCollector::batch);
-    EXPECT_EQ(audited.pulls, 13U);
+    EXPECT_EQ(audited.pulls, 12U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, GoodRunTest,
@@ -142,7 +141,7 @@ TEST_P(ListAuditTest, ALossBetweenIsFound) {
 
 TEST_P(ListAuditTest, ALossAtTheEndIsFound) {
     list().pop_back();
-    EXPECT_THAT(violationsOf(run), Contains(StartsWith("order: at #4 ")));
+    EXPECT_THAT(violationsOf(run), Contains(StartsWith("order: at #3 ")));
 }
 
 TEST_P(ListAuditTest, ALossInFrontIsFound) {
@@ -306,9 +305,7 @@ TEST_P(WindowAuditTest, ShiftedOnesAreFound) {
         for (auto& each : operation.pulled) {
             if (each.series == series() && each.method == std::get<0>(GetParam())) {
                 for (auto& value : each.values) {
-                    if (first + each.size > all.size()) {
-                        return;
-                    }
+                    ASSERT_LE(first + each.size, all.size());
                     value = resultOf(each.method, &all[first], each.size);
                     first += each.size;
                 }
@@ -316,7 +313,8 @@ TEST_P(WindowAuditTest, ShiftedOnesAreFound) {
         }
     }
     EXPECT_THAT(violationsOf(run), testing::Not(IsEmpty()));
-    EXPECT_THAT(violationsOf(run, Memory::MayRefuse), Contains(StartsWith("apart: ")));
+    EXPECT_THAT(violationsOf(run, Memory::MayRefuse),
+                Contains(testing::AnyOf(StartsWith("apart: "), StartsWith("order: "))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Methods, WindowAuditTest,
@@ -402,16 +400,8 @@ TEST_F(RecordPressureTest, OneThatIsLargerThanAnOlderOneMayBeMissing) {
     EXPECT_EQ(countOf(result, "list count 1000", End::TooLarge), 1U);
 }
 
-TEST_F(RecordPressureTest, OneThatFitsInThePlaceOfAnyOlderOneMayNot) {
-    // The oldest kept is the smallest of all, and those before gave way... or were never there.
-    const auto place = findPlace([&](std::size_t each) {
-        for (std::size_t older = 0; older < each; ++older) {
-            if (sizeOf(older) < sizeOf(each)) {
-                return false;
-            }
-        }
-        return true;
-    });
+TEST_F(RecordPressureTest, OneThatFitsInThePlaceOfTheOldestMayNot) {
+    const auto place = findPlace([&](std::size_t each) { return sizeOf(each) <= sizeOf(0); });
     list(record).erase(list(record).begin() + static_cast<std::ptrdiff_t>(place));
     EXPECT_THAT(audited().violations, Contains(StartsWith("lost: ")));
 }

@@ -16,6 +16,7 @@
 namespace QdxLedger::Test {
 
 using QdxLoad::Fate;
+using QdxLoad::Ledger;
 
 // One frontend with a measurement (object 0), a counter (1) and a record (2) of several sizes, in
 // two contexts: six series, of which each batch of 24 samples has four samples. What is done to the

@@ -113,7 +113,8 @@ void addFollow(CLI::App& app, Parsed& parsed) {
     auto* const follow =
         app.add_flag("--follow", parsed.follows,
                      "Create filters, pull and clear them meanwhile, and follow each sample to its "
-                     "end; the collector must have no other filters");
+                     "end; the collector must have no other filters")
+            ->excludes(app.get_option("--check"));
     app.add_flag("--churn", parsed.follow.churns, "Delete, create, disable and enable filters, too")
         ->needs(follow);
     app.add_flag("--pressure", parsed.follow.isUnderPressure,
@@ -171,8 +172,8 @@ std::optional<Options> parseOptions(int argc, const char* const* argv, int& exit
     app.set_version_flag("--version", "qdxload " QDX_VERSION);
     addShape(app, parsed.options.plan);
     addRun(app, parsed);
-    addFollow(app, parsed);
     addInsteadOfRun(app, parsed);
+    addFollow(app, parsed);
     try {
         app.parse(argc, argv);
         return finish(app, parsed);

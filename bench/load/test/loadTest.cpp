@@ -181,6 +181,78 @@ TEST_F(LoadTest, APullThatIsNotOfTheRunIsRefused) {
                       ContainsRegex("\nand [0-9]+ more\n"), HasSubstr("\nWRONG: ")));
 }
 
+// The samples of the report, each of which must have ended somewhere.
+class FollowTest : public LoadTest {
+protected:
+    void follow(const Words& options, const std::string& memory) {
+        writeDatabase("enabled = 1\nglobalMemoryLimit = " + memory + "\n");
+        startCollector();
+        const Words words{"--frontends", "2",        "--contexts", "4",          "--rate",
+                          "10000",       "--follow", "--sheet",    path("sheet")};
+        const auto followed = run(Words{QDXLOAD} + words + options);
+        EXPECT_EQ(followed.status, 0) << followed.output;
+        EXPECT_THAT(followed.output, ContainsRegex("\nOK: [1-9][0-9]* values in [1-9][0-9]* pulls "
+                                                   "checked, of [1-9][0-9]* operations\n"));
+        const auto sheet = contentOf(path("sheet"));
+        EXPECT_THAT(sheet,
+                    ContainsRegex("\nevery sample,.*," +
+                                  std::to_string(row(followed.output, "samples added")) + "\n"));
+    }
+
+    // Samples with that end, each once.
+    std::uint64_t endOf(const std::string& name) const {
+        std::istringstream sheet(contentOf(path("sheet")));
+        std::string names;
+        std::string counts;
+        std::getline(sheet, names);
+        while (std::getline(sheet, counts) && !counts.starts_with("every sample,")) {
+        }
+        std::istringstream nameCells(names);
+        std::istringstream countCells(counts);
+        for (std::string cell; std::getline(nameCells, cell, ',');) {
+            std::string count;
+            std::getline(countCells, count, ',');
+            if (cell == name) {
+                return std::stoull(count);
+            }
+        }
+        ADD_FAILURE() << name << " is not in the sheet";
+        return 0;
+    }
+};
+
+TEST_F(FollowTest, EverySampleOfFiltersThatComeAndGoEndsSomewhere) {
+    follow({"--churn", "--pause", "20", "--seconds", "4"}, "300000000");
+    EXPECT_GT(endOf("not offered"), 0U);
+}
+
+TEST_F(FollowTest, AtQuietPointsItIsKnownWhereExactly) {
+    follow({"--churn", "--pause", "50", "--seconds", "2", "--quiet"}, "300000000");
+    EXPECT_GT(endOf("taken by a clearing pull"), 0U);
+}
+
+TEST_F(FollowTest, EverySampleOfFiltersWithoutMemoryEndsSomewhere) {
+    follow({"--pressure", "--record-spread", "400", "--pause", "50", "--seconds", "3"}, "60000");
+    EXPECT_GT(endOf("refused") + endOf("cut off"), 0U);
+    EXPECT_GT(endOf("given way"), 0U);
+    EXPECT_GT(endOf("in a list"), 0U);
+}
+
+TEST_F(FollowTest, FiltersComeAndGoWithoutMemory) {
+    follow({"--pressure", "--churn", "--record-spread", "400", "--pause", "20", "--seconds", "3"},
+           "60000");
+}
+
+// The model takes it that memory suffices, and it doesn't.
+TEST_F(FollowTest, ACollectorThatDoesNotKeepWhatItShouldIsFound) {
+    writeDatabase("enabled = 1\nglobalMemoryLimit = 20000\n");
+    startCollector();
+    const auto followed = run(
+        {QDXLOAD, "--contexts", "8", "--rate", "10000", "--seconds", "1", "--follow", "--quiet"});
+    EXPECT_EQ(followed.status, 1) << followed.output;
+    EXPECT_THAT(followed.output, AllOf(HasSubstr("\norder: at #"), HasSubstr("\nWRONG: ")));
+}
+
 TEST_F(LoadTest, MeasuresTheCollector) {
     startCollector();
     EXPECT_THAT(run(loadWords({"--rate", "10000", "--seconds", "1"})).output,
