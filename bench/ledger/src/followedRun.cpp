@@ -30,7 +30,7 @@ Answer typeAtCollector(const std::string& line) {
 }
 
 // Works while the load runs, until it is told to end.
-void operate(Operator& worker, std::chrono::duration<double> pause, std::stop_token end) {
+void operate(Operator& worker, std::chrono::duration<double> pause, const std::stop_token& end) {
     while (!end.stop_requested()) {
         worker.step(Traffic::Flowing);
         std::this_thread::sleep_for(pause);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "audit.hpp"
 #include "expectation.hpp"
 #include "filterSpec.hpp"
 #include "journal.hpp"
@@ -210,6 +211,22 @@ inline FilterSpec everything(std::uint32_t kept) {
                                         {.method = Method::Max, .samples = 5, .kept = kept},
                                         {.method = Method::Average, .samples = 7, .kept = kept},
                                         {.method = Method::Sum, .samples = 3, .kept = kept}}}}};
+}
+
+inline constexpr std::uint32_t plenty = 1000;
+
+inline std::vector<std::string> violationsOf(const FakeCollector& run,
+                                             Memory memory = Memory::Suffices) {
+    return audit(run.ledger(), run.journal, memory).violations;
+}
+
+inline std::uint64_t countOf(const Audit& audited, const std::string& row, End end) {
+    return audited.sheet.of(row)[static_cast<std::size_t>(end)];
+}
+
+// Samples of the whole run; a series has a sixth.
+inline std::uint64_t samplesIn(std::uint64_t batches) {
+    return batches * FakeCollector::batch;
 }
 
 }  // namespace QdxLedger::Test

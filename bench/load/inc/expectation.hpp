@@ -42,6 +42,8 @@ std::uint64_t samplesOf(const Ledger& ledger, const Series& series);
 // Where the series stands in its frontend's rounds: the index of its first sample.
 std::uint64_t turnOf(const Plan& plan, const Series& series);
 
+inline constexpr const char* sentToThisCollector = "was sent to this collector";
+
 // What became of one of them, as a part of a sentence: "was dropped (slowCollector)". REQUIRES:
 // sequence < samplesOf().
 std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t sequence);

@@ -9,8 +9,6 @@
 namespace QdxLoad {
 namespace {
 
-constexpr const char* sentToThisCollector = "was sent to this collector";
-
 // Walks the samples of one series through the ranges of its frontend, and shows what the last
 // collector got or may have got.
 class Walk {
