@@ -79,7 +79,7 @@ protected:
                 return place;
             }
         }
-        throw std::logic_error("no such record; change the seed");
+        throw std::logic_error("no such record");
     }
 };
 
@@ -92,6 +92,9 @@ TEST_F(RecordPressureTest, OneThatIsLargerThanAnOlderOneMayBeMissing) {
 }
 
 TEST_F(RecordPressureTest, OneThatFitsInThePlaceOfTheOldestMayNot) {
+    while (sizeOf(0) < 150) {
+        ++run.ledger().plan.seed;  // which sizes go by, but not what a series sends
+    }
     const auto place = findPlace([&](std::size_t each) { return sizeOf(each) <= sizeOf(0); });
     list(record).erase(list(record).begin() + static_cast<std::ptrdiff_t>(place));
     EXPECT_THAT(audited().violations, Contains(StartsWith("lost: ")));
