@@ -10,6 +10,7 @@
 #include "InfoObjectCollections.pb.h"
 #include "expectation.hpp"
 #include "ledger.hpp"
+#include "pulledCollection.hpp"
 
 namespace QdxLoad {
 
@@ -49,17 +50,12 @@ public:
     std::uint64_t checkedValues() const { return values; }
     std::uint64_t windowsOfSeconds() const { return unchecked; }
 
-    struct Scope;
-
 private:
-    template <typename Collection>
-    void checkCollection(Kind kind, const Collection& collection);
-    void checkList(const Series& series, const Scope& scope,
-                   const std::vector<std::int64_t>& pulled);
-    void checkWindows(const Series& series, const Scope& scope,
-                      const std::vector<std::int64_t>& pulled);
-    void reportLost(const Scope& scope, const Expectation& expected, const std::vector<bool>& seen,
-                    std::size_t from);
+    void check(const PulledCollection& pulled);
+    void checkList(const PulledCollection& pulled);
+    void checkWindows(const PulledCollection& pulled);
+    void reportLost(const std::string& name, const Expectation& expected,
+                    const std::vector<bool>& seen, std::size_t from);
     std::string explain(const Series& series, std::int64_t value, std::size_t kept) const;
     void report(const std::string& what) { found.push_back(what); }
 

@@ -24,7 +24,7 @@ enum class Fate {
     Waiting,  // the run ended with it in the frontend's queue: it may still have left
 };
 
-// Samples of one frontend that were in one batch, or in batches with the same fate, by index.
+// Samples of one frontend that were in one batch, by index; those left waiting may be in several.
 struct Range {
     std::uint64_t first;
     std::uint64_t end;
@@ -58,8 +58,8 @@ class BadLedger : public std::runtime_error {
 
 // A text with a line each, for people too:
 //
-//     qdxload ledger 1
-//     plan <frontends> <objects> <contexts> <seed> <record size> <kind>,<kind>
+//     qdxload ledger 2
+//     plan <frontends> <objects> <contexts> <seed> <record size> <spread> <kind>,<kind>
 //     frontend <number> added <samples> last-connection <number>
 //     sent <first> <end> connection <number>
 //     dropped <first> <end> <cause> at <index>

@@ -19,8 +19,8 @@ struct FrontendOutcome {
     bool handled = false;  // by the collector, all that was added
 };
 
-// Used as connect feed finish, all on the thread that constructs it. The plan and the load must
-// outlive it.
+// Used as connect (feed settle)* finish, all on the thread that constructs it. The plan and the
+// load must outlive it.
 class LoadFrontend {
 public:
     // Throws std::runtime_error with one line, as connect() does.
@@ -29,7 +29,9 @@ public:
     LoadFrontend& operator=(const LoadFrontend&) = delete;
 
     void connect(const std::atomic<bool>& stopped);
-    void feed(const std::atomic<bool>& stopped);
+    void feed(const std::atomic<bool>& stopped, std::chrono::duration<double> duration);
+    // Returns when the collector has handled all that was added; false if it doesn't in time.
+    bool settle();
     FrontendOutcome finish();
 
 private:
@@ -43,13 +45,19 @@ private:
     };
 
     Handle makeHandle(const Series& series);
-    void addDue(Clock::time_point begin);
+    // What a rate asks for is counted from here.
+    struct Start {
+        Clock::time_point time;
+        std::uint64_t added;
+    };
+
+    void addDue(const Start& start);
     void addNext();
     void add(const Turn& turn, std::uint64_t sequence);
     void serveUntil(Clock::time_point end);
     void observe(std::uint64_t boundary);
     bool queueIsFull() const;
-    Clock::time_point timeOfNext(Clock::time_point begin) const;
+    Clock::time_point timeOfNext(const Start& start) const;
     bool awaitHandled() const;
     void requireAgreement(const FrontendLedger& ledger) const;
 
@@ -59,7 +67,7 @@ private:
     BatchFates fates;
     Qdx::Frontend::Connection connection;
     std::vector<Turn> turns;            // a round
-    std::vector<unsigned char> record;  // that is sent next
+    std::vector<unsigned char> record;  // room for the largest
     std::uint64_t added = 0;
     std::uint64_t sequence = 0;  // of the round
     std::size_t nextTurn = 0;

@@ -1,8 +1,10 @@
 // Sends a plan's samples to the collector of the unit.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -13,12 +15,23 @@
 
 namespace QdxLoad {
 
+// How far the frontends of a run are, for other threads.
+struct Progress {
+    std::array<std::atomic<std::uint64_t>, mostFrontends> added{};
+};
+
 struct Load {
     std::optional<double> samplesPerSecond = std::nullopt;  // of all frontends; none: flat out
     std::chrono::duration<double> duration = std::chrono::seconds(10);
     // Adds no sample while the queue to the collector is full, so that none is dropped for its
     // slowness.
     bool waits = false;
+
+    Progress* progress = nullptr;  // kept up to date by the run; it must outlive it
+    // Every so often all frontends stop; when the collector has handled all that they added,
+    // atQuiet is called, on the thread of one of them, and they go on. It must not throw.
+    std::optional<std::chrono::duration<double>> quietEvery = std::nullopt;
+    std::function<void()> atQuiet = nullptr;
 };
 
 struct Outcome {

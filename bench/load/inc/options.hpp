@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,9 +14,19 @@
 
 namespace QdxLoad {
 
+// How a run is followed: see followedRun.hpp.
+struct FollowOptions {
+    bool churns = false;
+    bool isUnderPressure = false;
+    bool whenQuiet = false;
+    std::chrono::milliseconds pause{100};
+    std::string sheet;  // write the balance sheet there, as CSV
+};
+
 struct Options {
     Plan plan;
     Load load;
+    std::optional<FollowOptions> follow;
     std::string list;    // write the info object list there, and end
     std::string ledger;  // written by a run, read by a check
     std::optional<pid_t> collector;

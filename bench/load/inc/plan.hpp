@@ -40,11 +40,14 @@ struct Plan {
     std::uint32_t contexts = 10;
     std::vector<Kind> kinds{Kind::Measurement, Kind::Counter, Kind::Record};  // in turn by object
     std::uint64_t seed = 1;
-    std::size_t recordSize = 64;
+    std::size_t recordSize = 64;   // of the smallest
+    std::size_t recordSpread = 0;  // bytes that the largest has more
 
     std::uint64_t seriesPerFrontend() const { return std::uint64_t{objects} * contexts; }
     std::uint64_t seriesCount() const { return frontends * seriesPerFrontend(); }
     Kind kindOf(std::uint32_t object) const { return kinds[object % kinds.size()]; }
+    // Of the record with that code, see sampleCode.hpp; by the seed.
+    std::size_t sizeOfRecord(std::int64_t code) const;
 
     // Numbers all series of the run, those of a frontend in a row. REQUIRES for seriesAt():
     // number < seriesCount().

@@ -13,11 +13,6 @@ std::uint64_t countClosed(const Qdx::Frontend::Statistics& counts, std::size_t w
     return closed;
 }
 
-// Sent to the same collector, one behind the other.
-bool continues(const Range& before, const Range& range) {
-    return before.fate == Fate::Sent && range.fate == Fate::Sent && before.number == range.number;
-}
-
 }  // namespace
 
 std::array<Qdx::Frontend::Drops, causeCount> dropsByCause(const Qdx::Frontend::Statistics& counts) {
@@ -65,12 +60,7 @@ void BatchFates::close(std::uint64_t boundary) {
 void BatchFates::settleOldest(Fate fate, std::uint64_t number, Cause cause) {
     const auto [first, end] = queue.front();
     queue.pop_front();
-    const Range range{.first = first, .end = end, .fate = fate, .number = number, .cause = cause};
-    if (!settled.empty() && continues(settled.back(), range)) {
-        settled.back().end = end;
-    } else {
-        settled.push_back(range);
-    }
+    settled.push_back({.first = first, .end = end, .fate = fate, .number = number, .cause = cause});
 }
 
 }  // namespace QdxLoad

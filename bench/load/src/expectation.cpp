@@ -1,6 +1,7 @@
 #include "expectation.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "sampleCode.hpp"
@@ -8,39 +9,34 @@
 namespace QdxLoad {
 namespace {
 
-// Where the series stands in its frontend's rounds.
-std::uint64_t turnOf(const Plan& plan, const Series& series) {
-    const auto order = plan.order(series.frontend);
-    const auto found = std::find(order.begin(), order.end(), plan.numberOf(series));
-    return static_cast<std::uint64_t>(found - order.begin());
-}
-
-// Walks the samples of one series through the ranges of its frontend.
+// Walks the samples of one series through the ranges of its frontend, and shows what the last
+// collector got or may have got.
 class Walk {
 public:
-    Walk(const Ledger& ledger, const Series& series, std::size_t keepAtLeast)
+    using Visit = std::function<void(const Delivery& delivery, bool isCertain)>;
+
+    Walk(const Ledger& ledger, const Series& series, Visit visitor)
         : plan(ledger.plan),
           frontend(ledger.frontends[series.frontend]),
           number(plan.numberOf(series)),
           turn(turnOf(plan, series)),
           isCounter(plan.kindOf(series.object) == Kind::Counter),
-          keep(std::max<std::size_t>(keepAtLeast, 1)),
+          show(std::move(visitor)),
           droppedIn(isCounter ? frontend.ranges.size() : 0) {}
 
-    Expectation run() {
+    void run() {
         const auto round = plan.seriesPerFrontend();
         std::uint64_t sequence = 0;
         for (auto index = turn; index < frontend.added; index += round, ++sequence) {
             while (frontend.ranges[current].end <= index) {
                 ++current;
             }
-            visit(index, sequence);
+            follow(index, sequence);
         }
-        return std::move(result);
     }
 
 private:
-    void visit(std::uint64_t index, std::uint64_t sequence) {
+    void follow(std::uint64_t index, std::uint64_t sequence) {
         auto value = static_cast<std::uint64_t>(encode({number, sequence}));
         if (isCounter) {
             value += takeCarried(index);
@@ -54,12 +50,11 @@ private:
                 break;
             case Fate::Sent:
                 if (range.number == frontend.lastConnection) {
-                    keepValue(value);
-                    result.certain = result.total;
+                    show({index, static_cast<std::int64_t>(value)}, true);
                 }
                 break;
             case Fate::Waiting:
-                keepValue(value);
+                show({index, static_cast<std::int64_t>(value)}, false);
                 break;
         }
     }
@@ -79,31 +74,47 @@ private:
         return sum;
     }
 
-    void keepValue(std::uint64_t value) {
-        auto& newest = result.newest;
-        if (newest.size() >= 2 * keep) {
-            newest.erase(newest.begin(), newest.end() - static_cast<std::ptrdiff_t>(keep));
-        }
-        newest.push_back(static_cast<std::int64_t>(value));
-        ++result.total;
-    }
-
     const Plan& plan;
     const FrontendLedger& frontend;
     const std::uint64_t number;
     const std::uint64_t turn;
     const bool isCounter;
-    const std::size_t keep;
+    const Visit show;
     std::vector<std::uint64_t> droppedIn;  // the sum of the series in each range
     std::size_t current = 0;               // the range that the walk has come to
     std::size_t carriedUpTo = 0;           // the drops in ranges before are carried
-    Expectation result;
 };
 
 }  // namespace
 
-Expectation expect(const Ledger& ledger, const Series& series, std::size_t keep) {
-    return Walk(ledger, series, keep).run();
+std::uint64_t turnOf(const Plan& plan, const Series& series) {
+    const auto order = plan.order(series.frontend);
+    const auto found = std::find(order.begin(), order.end(), plan.numberOf(series));
+    return static_cast<std::uint64_t>(found - order.begin());
+}
+
+Expectation expect(const Ledger& ledger, const Series& series, std::size_t keepAtLeast) {
+    const auto keep = std::max<std::size_t>(keepAtLeast, 1);
+    Expectation result;
+    const auto keepValue = [&](const Delivery& delivery, bool isCertain) {
+        auto& newest = result.newest;
+        if (newest.size() >= 2 * keep) {
+            newest.erase(newest.begin(), newest.end() - static_cast<std::ptrdiff_t>(keep));
+        }
+        newest.push_back(delivery.value);
+        ++result.total;
+        result.certain = isCertain ? result.total : result.certain;
+    };
+    Walk(ledger, series, keepValue).run();
+    return result;
+}
+
+std::vector<Delivery> deliveriesOf(const Ledger& ledger, const Series& series) {
+    std::vector<Delivery> deliveries;
+    Walk(ledger, series, [&](const Delivery& delivery, bool) {
+        deliveries.push_back(delivery);
+    }).run();
+    return deliveries;
 }
 
 std::uint64_t samplesOf(const Ledger& ledger, const Series& series) {
@@ -129,6 +140,28 @@ std::string fateOf(const Ledger& ledger, const Series& series, std::uint64_t seq
             break;
     }
     return "was waiting at the end";
+}
+
+std::string originOf(const Ledger& ledger, const Series& series, std::int64_t value) {
+    const auto code = decode(value);
+    const auto text = std::to_string(value);
+    if (!code || code->series >= ledger.plan.seriesCount()) {
+        return "invented: " + text;
+    }
+    const auto sequence = " (sequence " + std::to_string(code->sequence) + ")";
+    if (const auto owner = ledger.plan.seriesAt(code->series); owner != series) {
+        return "foreign: " + text + " is of " + describe(ledger.plan, owner);
+    }
+    if (const auto samples = samplesOf(ledger, series); code->sequence >= samples) {
+        return "invented: " + text + sequence + " of " + std::to_string(samples) + " samples";
+    }
+    const auto fate = fateOf(ledger, series, code->sequence);
+    if (fate != sentToThisCollector) {
+        return "undelivered: " + text + sequence + ", which " + fate + ",";
+    }
+    return ledger.plan.kindOf(series.object) == Kind::Counter
+               ? "invented: " + text + sequence + " without what it carried"
+               : "";
 }
 
 }  // namespace QdxLoad

@@ -8,7 +8,7 @@
 namespace QdxLoad {
 namespace {
 
-constexpr std::string_view firstLine = "qdxload ledger 1";
+constexpr std::string_view firstLine = "qdxload ledger 2";
 constexpr std::array<std::string_view, causeCount> causeNames{
     "notConnected", "refusedRevision", "slowCollector", "noMemory", "tooLarge"};
 
@@ -18,7 +18,7 @@ std::string quoted(std::string_view text) {
 
 void writePlan(std::ostream& out, const Plan& plan) {
     out << "plan " << plan.frontends << ' ' << plan.objects << ' ' << plan.contexts << ' '
-        << plan.seed << ' ' << plan.recordSize << ' ';
+        << plan.seed << ' ' << plan.recordSize << ' ' << plan.recordSpread << ' ';
     for (std::size_t i = 0; i < plan.kinds.size(); ++i) {
         out << (i == 0 ? "" : ",") << nameOf(plan.kinds[i]);
     }
@@ -101,6 +101,7 @@ private:
         plan.contexts = number<std::uint32_t>();
         plan.seed = number();
         plan.recordSize = number<std::size_t>();
+        plan.recordSpread = number<std::size_t>();
         plan.kinds = readKinds(word());
         endLine();
         const auto fault = plan.fault();

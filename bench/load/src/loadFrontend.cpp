@@ -52,7 +52,7 @@ LoadFrontend::LoadFrontend(const Plan& wholePlan, const Load& wholeLoad, std::ui
       connection(
           "QdxLoad" + std::to_string(frontend), metaData(),
           {.queuedBatches = queuedBatches, .onStateChange = [this](State) { observe(added); }}),
-      record(plan.recordSize) {
+      record(plan.recordSize + plan.recordSpread) {
     const auto order = plan.order(number);
     turns.reserve(order.size());
     for (const auto series : order) {
@@ -88,24 +88,25 @@ void LoadFrontend::connect(const std::atomic<bool>& stopped) {
 
 // ---- Adding
 
-void LoadFrontend::feed(const std::atomic<bool>& stopped) {
-    const auto begin = Clock::now();
-    const auto end = begin + std::chrono::ceil<Clock::duration>(load.duration);
+void LoadFrontend::feed(const std::atomic<bool>& stopped, std::chrono::duration<double> duration) {
+    const Start start{.time = Clock::now(), .added = added};
+    const auto end = start.time + std::chrono::ceil<Clock::duration>(duration);
     while (!stopped && Clock::now() < end) {
         if (load.waits && queueIsFull()) {
             serveUntil(Clock::now() + tick);
         } else {
-            addDue(begin);
-            serveUntil(std::min(end, timeOfNext(begin)));
+            addDue(start);
+            serveUntil(std::min(end, timeOfNext(start)));
         }
     }
 }
 
-void LoadFrontend::addDue(Clock::time_point begin) {
+void LoadFrontend::addDue(const Start& start) {
     double due = static_cast<double>(added) + burst;
     if (load.samplesPerSecond) {
-        const std::chrono::duration<double> elapsed = Clock::now() - begin;
-        due = std::min(due, elapsed.count() * *load.samplesPerSecond / plan.frontends);
+        const std::chrono::duration<double> elapsed = Clock::now() - start.time;
+        due = std::min(due, static_cast<double>(start.added) +
+                                elapsed.count() * *load.samplesPerSecond / plan.frontends);
     }
     while (static_cast<double>(added) < due && !(load.waits && queueIsFull())) {
         addNext();
@@ -113,19 +114,22 @@ void LoadFrontend::addDue(Clock::time_point begin) {
 }
 
 // Now, if more are due already.
-Clock::time_point LoadFrontend::timeOfNext(Clock::time_point begin) const {
+Clock::time_point LoadFrontend::timeOfNext(const Start& start) const {
     if (!load.samplesPerSecond) {
         return Clock::time_point();
     }
     const auto rate = *load.samplesPerSecond / plan.frontends;
-    const std::chrono::duration<double> next(static_cast<double>(added) / rate);
+    const std::chrono::duration<double> next(static_cast<double>(added - start.added) / rate);
     const auto now = Clock::now();
-    const auto time = begin + std::chrono::ceil<Clock::duration>(next);
+    const auto time = start.time + std::chrono::ceil<Clock::duration>(next);
     return time <= now ? now : std::min(std::max(time, now + tick), now + glance);
 }
 
 void LoadFrontend::addNext() {
     const auto boundary = added++;
+    if (load.progress != nullptr) {
+        load.progress->added[number].store(added, std::memory_order_relaxed);
+    }
     add(turns[nextTurn], sequence);
     observe(boundary);
     if (++nextTurn == turns.size()) {
@@ -141,9 +145,10 @@ void LoadFrontend::add(const Turn& turn, std::uint64_t ofRound) {
     } else if (const auto* const counter = std::get_if<Qdx::Frontend::Counter>(&turn.handle)) {
         counter->add(encode(code));
     } else {
-        writeRecord(record, code, plan.seed);
-        if (!std::get<Qdx::Frontend::Record>(turn.handle).add(record)) {
-            throw std::runtime_error("records of " + std::to_string(record.size()) +
+        const auto bytes = std::span(record).first(plan.sizeOfRecord(encode(code)));
+        writeRecord(bytes, code, plan.seed);
+        if (!std::get<Qdx::Frontend::Record>(turn.handle).add(bytes)) {
+            throw std::runtime_error("records of " + std::to_string(bytes.size()) +
                                      " bytes don't fit into a message; see OZO_MAX_SIZE");
         }
     }
@@ -168,10 +173,14 @@ void LoadFrontend::observe(std::uint64_t boundary) {
     fates.observe(connection.statistics(), connection.waitingBatches(), boundary);
 }
 
-FrontendOutcome LoadFrontend::finish() {
+bool LoadFrontend::settle() {
     const bool drained = connection.drain(patience);
     observe(added);
-    const bool handled = drained && connection.state() == State::Connected && awaitHandled();
+    return drained && connection.state() == State::Connected && awaitHandled();
+}
+
+FrontendOutcome LoadFrontend::finish() {
+    const bool handled = settle();
     const auto statistics = connection.statistics();
     FrontendLedger ledger{
         .added = added,
@@ -181,8 +190,8 @@ FrontendOutcome LoadFrontend::finish() {
     return {.ledger = std::move(ledger), .statistics = statistics, .handled = handled};
 }
 
-// The collector answers a request when it has handled all that came before it. The connection has
-// nothing to receive any more.
+// The collector answers a request when it has handled all that came before it. A message for the
+// connection would be lost here; none comes but when the collector goes.
 bool LoadFrontend::awaitHandled() const {
     const auto request =
         Qdx::V1::encodeConnectionRequest({.procedure = lastRequest}, {Qdx::V1::protocolRevision});

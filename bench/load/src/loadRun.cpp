@@ -1,6 +1,7 @@
 #include "loadRun.hpp"
 
 #include <algorithm>
+#include <barrier>
 #include <future>
 #include <latch>
 
@@ -11,13 +12,27 @@ namespace {
 
 using Qdx::Frontend::Clock;
 
+// What happens when all frontends are quiet.
+struct AtQuiet {
+    const Load& load;
+    const std::atomic<bool>& failed;
+
+    void operator()() const noexcept {
+        if (!failed) {
+            load.atQuiet();
+        }
+    }
+};
+
 // What the threads of a run share.
 struct Shared {
-    explicit Shared(std::uint32_t frontends) : ready(frontends), fed(frontends) {}
+    Shared(std::uint32_t frontends, const Load& load)
+        : ready(frontends), fed(frontends), quiet(frontends, AtQuiet{load, failed}) {}
 
+    std::atomic<bool> failed = false;
     std::latch ready;
     std::latch fed;
-    std::atomic<bool> failed = false;
+    std::barrier<AtQuiet> quiet;
 };
 
 // Counts down when it goes, whyever.
@@ -31,6 +46,34 @@ public:
 private:
     std::latch& counted;
 };
+
+// Feeds in slices with a quiet point behind each; all frontends have as many.
+void feedInSlices(LoadFrontend& frontend, const Load& load, const std::atomic<bool>& stopped,
+                  Shared& shared) {
+    auto left = load.duration;
+    for (; left.count() > 0 && !stopped && !shared.failed; left -= *load.quietEvery) {
+        frontend.feed(stopped, std::min(left, *load.quietEvery));
+        if (!frontend.settle()) {
+            shared.failed = true;
+        }
+        shared.quiet.arrive_and_wait();
+    }
+}
+
+void feed(LoadFrontend& frontend, const Load& load, const std::atomic<bool>& stopped,
+          Shared& shared) {
+    if (!load.quietEvery) {
+        return frontend.feed(stopped, load.duration);
+    }
+    try {
+        feedInSlices(frontend, load, stopped, shared);
+    } catch (...) {
+        shared.failed = true;
+        shared.quiet.arrive_and_drop();
+        throw;
+    }
+    shared.quiet.arrive_and_drop();
+}
 
 FrontendOutcome runFrontend(const Plan& plan, const Load& load, std::uint32_t number,
                             const std::atomic<bool>& stopped, Shared& shared) {
@@ -48,7 +91,7 @@ FrontendOutcome runFrontend(const Plan& plan, const Load& load, std::uint32_t nu
     {
         const CountDown atEnd(shared.fed);
         if (!shared.failed) {
-            frontend->feed(stopped);
+            feed(*frontend, load, stopped, shared);
         }
     }
     return frontend->finish();
@@ -58,7 +101,7 @@ FrontendOutcome runFrontend(const Plan& plan, const Load& load, std::uint32_t nu
 
 Outcome run(const Plan& plan, const Load& load, const std::atomic<bool>& stopped,
             const std::function<void(Phase)>& onPhase) {
-    Shared shared(plan.frontends);
+    Shared shared(plan.frontends, load);
     std::vector<std::future<FrontendOutcome>> threads;
     for (std::uint32_t number = 0; number < plan.frontends; ++number) {
         threads.push_back(std::async(std::launch::async, [&plan, &load, number, &stopped, &shared] {

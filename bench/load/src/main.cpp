@@ -11,8 +11,10 @@
 #include <new>
 #include <system_error>
 
+#include "audit.hpp"
 #include "checker.hpp"
 #include "collectorProcess.hpp"
+#include "followedRun.hpp"
 #include "loadRun.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
@@ -55,13 +57,15 @@ void tell(Phase phase) {
     (void)report(phase == Phase::Sending ? "sending" : "waiting for the collector", EX_OK);
 }
 
-int sendLoad(const Options& options) {
+// Calls send(), which gives the outcome, and reports it.
+template <typename Send>
+int sendLoad(const Options& options, const Send& send) {
     std::signal(SIGINT, stop);
     std::signal(SIGTERM, stop);
     CollectorUse use;
     use.processBefore = options.collector ? options.collector : findCollector();
     use.before = use.processBefore ? readUse(*use.processBefore) : std::nullopt;
-    const auto outcome = run(options.plan, options.load, stopped, tell);
+    const Outcome outcome = send();
     use.process = options.collector ? options.collector : findCollector();
     use.after = use.process ? readUse(*use.process) : std::nullopt;
     printReport(std::cout, outcome, options.load, use);
@@ -88,14 +92,18 @@ Ledger readLedgerFile(const std::string& path) {
     return readLedger(file, path);
 }
 
-int printFindings(const Checker& checker) {
-    const auto& violations = checker.violations();
+void printViolations(const std::vector<std::string>& violations) {
     for (std::size_t i = 0; i < std::min(violations.size(), mostLines); ++i) {
         std::cout << violations[i] << '\n';
     }
     if (violations.size() > mostLines) {
         std::cout << "and " << violations.size() - mostLines << " more\n";
     }
+}
+
+int printFindings(const Checker& checker) {
+    const auto& violations = checker.violations();
+    printViolations(violations);
     std::cout << (violations.empty() ? "OK: " : "WRONG: ") << checker.checkedValues()
               << " values in " << checker.checkedCollections() << " collections checked";
     if (checker.windowsOfSeconds() > 0) {
@@ -120,6 +128,50 @@ int checkPulls(const Options& options) {
     return printFindings(checker);
 }
 
+// ---- Following
+
+QdxLedger::Follow followOf(const Options& options) {
+    return {.work = {.churns = options.follow->churns,
+                     .limitsFilters = options.follow->isUnderPressure,
+                     .seed = options.plan.seed},
+            .whenQuiet = options.follow->whenQuiet,
+            .pause = options.follow->pause};
+}
+
+int printAudit(const QdxLedger::Audit& audit, std::size_t operations) {
+    printViolations(audit.violations);
+    std::cout << (audit.violations.empty() ? "OK: " : "WRONG: ") << audit.values << " values in "
+              << audit.pulls << " pulls checked, of " << operations << " operations\n";
+    audit.sheet.print(std::cout);
+    return audit.violations.empty() ? EX_OK : foundViolations;
+}
+
+int followLoad(const Options& options) {
+    QdxLedger::Journal journal;
+    Ledger ledger;
+    const int sent = sendLoad(options, [&] {
+        auto followed =
+            QdxLedger::runFollowed(options.plan, options.load, followOf(options), stopped, tell);
+        journal = std::move(followed.journal);
+        ledger = followed.outcome.ledger;
+        return followed.outcome;
+    });
+    if (sent != EX_OK) {
+        return sent;
+    }
+    (void)report("following each sample", EX_OK);
+    const auto audit =
+        QdxLedger::audit(ledger, journal,
+                         options.follow->isUnderPressure ? QdxLedger::Memory::MayRefuse
+                                                         : QdxLedger::Memory::Suffices);
+    const int found = printAudit(audit, journal.size());
+    const auto& sheet = options.follow->sheet;
+    const int written =
+        sheet.empty() ? EX_OK
+                      : writeFile(sheet, [&](std::ostream& out) { audit.sheet.printCsv(out); });
+    return found != EX_OK ? found : written;
+}
+
 int guardedMain(int argc, char** argv) {
     int status = EX_OK;
     const auto options = parseOptions(argc, argv, status);
@@ -130,7 +182,12 @@ int guardedMain(int argc, char** argv) {
         return writeFile(options->list,
                          [&](std::ostream& out) { writeObjectList(out, options->plan); });
     }
-    return options->check ? checkPulls(*options) : sendLoad(*options);
+    if (options->check) {
+        return checkPulls(*options);
+    }
+    return options->follow ? followLoad(*options) : sendLoad(*options, [&] {
+        return run(options->plan, options->load, stopped, tell);
+    });
 }
 
 }  // namespace

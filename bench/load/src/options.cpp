@@ -13,13 +13,17 @@ constexpr double lowestRate = 0.1;
 constexpr double highestRate = 1e8;
 constexpr double shortestRun = 0.1;
 constexpr double longestRun = 3600;
+constexpr std::uint32_t shortestPause = 1;
+constexpr std::uint32_t longestPause = 60'000;
 
 constexpr const char* footer =
     "Examples:\n"
     "  qdxload --objects 6 --list objects.xml\n"
     "  qdxload --objects 6 --rate 100000 --seconds 5 --ledger run.ledger\n"
-    "  dch filter pull keep 11 >pull.txt; qdxload --check pull.txt --ledger run.ledger\n\n"
-    "Exit status: 0; 1 the check found violations; 64 wrong usage; 65 input that is damaged;\n"
+    "  dch filter pull keep 11 >pull.txt; qdxload --check pull.txt --ledger run.ledger\n"
+    "  qdxload --rate 20000 --seconds 10 --follow --churn\n\n"
+    "Exit status: 0; 1 --check or --follow found violations; 64 wrong usage; 65 input that is "
+    "damaged;\n"
     "66 no such file; 69 no collector, or one that did not take everything; 73 output that cannot\n"
     "be created.";
 
@@ -30,6 +34,9 @@ struct Parsed {
     double rate = 0;
     pid_t collector = 0;
     bool fromStart = false;
+    bool follows = false;
+    FollowOptions follow;
+    std::uint32_t pause = 100;
 };
 
 // Written so that "nan" is outside of every range.
@@ -60,8 +67,11 @@ void addShape(CLI::App& app, Plan& plan) {
         ->delimiter(',')
         ->type_name("measurement,counter,record")
         ->transform(CLI::CheckedTransformer(kinds).description(""));
-    app.add_option("--record-size", plan.recordSize, "Bytes of each record")
+    app.add_option("--record-size", plan.recordSize, "Bytes of each record, or of the smallest")
         ->check(CLI::Range(smallestRecord, largestRecord))
+        ->capture_default_str();
+    app.add_option("--record-spread", plan.recordSpread, "Bytes that the largest record has more")
+        ->check(CLI::Range(std::size_t{0}, largestRecord))
         ->capture_default_str();
     app.add_option("--seed", plan.seed, "Of the order of the series, and of the records' bytes")
         ->capture_default_str();
@@ -99,6 +109,29 @@ void addInsteadOfRun(CLI::App& app, Parsed& parsed) {
         ->needs(check);
 }
 
+void addFollow(CLI::App& app, Parsed& parsed) {
+    auto* const follow =
+        app.add_flag("--follow", parsed.follows,
+                     "Create filters, pull and clear them meanwhile, and follow each sample to its "
+                     "end; the collector must have no other filters")
+            ->excludes(app.get_option("--check"));
+    app.add_flag("--churn", parsed.follow.churns, "Delete, create, disable and enable filters, too")
+        ->needs(follow);
+    app.add_flag("--pressure", parsed.follow.isUnderPressure,
+                 "Filters with small limits, in a collector whose memory need not suffice")
+        ->needs(follow);
+    app.add_flag("--quiet", parsed.follow.whenQuiet,
+                 "Touch the filters only when the collector has handled all that was sent")
+        ->needs(follow);
+    app.add_option("--pause", parsed.pause, "Milliseconds between what is done to the filters")
+        ->needs(follow)
+        ->check(CLI::Range(shortestPause, longestPause))
+        ->capture_default_str();
+    app.add_option("--sheet", parsed.follow.sheet, "File for the balance sheet as CSV")
+        ->needs(follow)
+        ->type_name("FILE");
+}
+
 // What only becomes wrong together.
 void require(bool good, const std::string& what) {
     if (!good) {
@@ -112,6 +145,10 @@ Options finish(const CLI::App& app, Parsed& parsed) {
     require(!options.check || !options.ledger.empty(), "--check needs --ledger");
     if (app.count("--rate") > 0) {
         options.load.samplesPerSecond = parsed.rate;
+    }
+    if (parsed.follows) {
+        parsed.follow.pause = std::chrono::milliseconds(parsed.pause);
+        options.follow = parsed.follow;
     }
     if (app.count("--collector") > 0) {
         options.collector = parsed.collector;
@@ -136,6 +173,7 @@ std::optional<Options> parseOptions(int argc, const char* const* argv, int& exit
     addShape(app, parsed.options.plan);
     addRun(app, parsed);
     addInsteadOfRun(app, parsed);
+    addFollow(app, parsed);
     try {
         app.parse(argc, argv);
         return finish(app, parsed);

@@ -47,6 +47,11 @@ std::vector<std::uint64_t> Plan::order(std::uint32_t frontend) const {
     return numbers;
 }
 
+std::size_t Plan::sizeOfRecord(std::int64_t code) const {
+    return recordSize +
+           Random(~seed ^ static_cast<std::uint64_t>(code)).next() % (recordSpread + 1);
+}
+
 std::string Plan::fault() const {
     const auto bound = [](const char* what, std::uint64_t value, std::uint64_t low,
                           std::uint64_t high) {
@@ -60,6 +65,8 @@ std::string Plan::fault() const {
           bound("objects", objects, 1, mostObjects), bound("contexts", contexts, 1, mostContexts),
           bound("kinds", kinds.size(), 1, kindNames.size()),
           bound("bytes in a record", recordSize, smallestRecord, largestRecord),
+          bound("bytes of difference between records", recordSpread, 0,
+                largestRecord - std::min(recordSize, largestRecord)),
           bound("series (frontends x objects x contexts)", seriesCount(), 1, mostSeries)}) {
         if (!text.empty()) {
             return text;

@@ -80,9 +80,10 @@ TEST(BatchFatesTest, AnOldBatchHoldsAllThatWasAdded) {
                 ElementsAre(Range{0, 3, Fate::Sent, 1}));
 }
 
-TEST(BatchFatesTest, BatchesSentInARowAreOneRange) {
+TEST(BatchFatesTest, BatchesSentInARowStayApart) {
     EXPECT_THAT(Counted().connect().add(3).addToNew().addToNew().send(2).sendOpen().ranges(),
-                ElementsAre(Range{0, 5, Fate::Sent, 1}));
+                ElementsAre(Range{0, 3, Fate::Sent, 1}, Range{3, 4, Fate::Sent, 1},
+                            Range{4, 5, Fate::Sent, 1}));
 }
 
 TEST(BatchFatesTest, TheOldestIsDroppedAndCarriedFromTheSampleThatDroveItOut) {

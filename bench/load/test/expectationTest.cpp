@@ -158,4 +158,18 @@ TEST(ExpectationTest, CountersAreAsAPlainFrontendSendsThem) {
     }
 }
 
+TEST(ExpectationTest, DeliveriesAreWhatTheLastCollectorGot) {
+    const auto run = RunBuilder().sent(6).reconnect().sent(6).dropped(6, 18).sent(6);
+    const auto& ledger = run.ledger();
+    const auto turn = turnOf(ledger.plan, measurement);
+    EXPECT_THAT(deliveriesOf(ledger, measurement),
+                testing::ElementsAre(Delivery{turn + 6, valueOf(ledger, measurement, 1)},
+                                     Delivery{turn + 18, valueOf(ledger, measurement, 3)}));
+    EXPECT_THAT(deliveriesOf(ledger, counter),
+                testing::ElementsAre(
+                    Delivery{turnOf(ledger.plan, counter) + 6, valueOf(ledger, counter, 1)},
+                    Delivery{turnOf(ledger.plan, counter) + 18,
+                             valueOf(ledger, counter, 2) + valueOf(ledger, counter, 3)}));
+}
+
 }  // namespace

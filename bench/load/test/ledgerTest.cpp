@@ -10,8 +10,8 @@ namespace {
 using namespace QdxLoad;
 
 const char* const text =
-    "qdxload ledger 1\n"
-    "plan 2 2 5 77 64 record,counter\n"
+    "qdxload ledger 2\n"
+    "plan 2 2 5 77 64 8 record,counter\n"
     "frontend 0 added 30 last-connection 2\n"
     "sent 0 10 connection 1\n"
     "dropped 10 12 slowCollector at 20\n"
@@ -26,7 +26,8 @@ Ledger ledger() {
                      .contexts = 5,
                      .kinds = {Kind::Record, Kind::Counter},
                      .seed = 77,
-                     .recordSize = 64},
+                     .recordSize = 64,
+                     .recordSpread = 8},
             .frontends = {{.added = 30,
                            .lastConnection = 2,
                            .ranges = {{0, 10, Fate::Sent, 1},
@@ -94,7 +95,7 @@ TEST_P(BadLedgerTest, IsRefusedWithTheLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, BadLedgerTest,
-    testing::Values(BadText{"ledger 1", "ledger 2", "1: not a ledger of qdxload"},
+    testing::Values(BadText{"ledger 2", "ledger 1", "1: not a ledger of qdxload"},
                     BadText{"plan 2", "plan 65", "2: 65 frontends; from 1 to 64 are possible"},
                     BadText{"plan 2", "plan -2", "2: a number expected"},
                     BadText{"plan 2", "plan 4294967297", "2: a number expected"},

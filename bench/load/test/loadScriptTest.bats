@@ -32,6 +32,15 @@ no_root_is_left() { [ -z "$(find "$build" -maxdepth 1 -name 'load.*')" ]; }
     [[ $output == *'OK: '* ]]
 }
 
+@test "follows each sample to its end" {
+    run "$load" --build "$build" --rate 5000 --seconds 1 --follow --pressure --memory 100000
+    echo "$output"
+    [ "$status" -eq 0 ]
+    grep -qE '^OK: [0-9]+ values in [0-9]+ pulls checked, of [0-9]+ operations$' <<<"$output"
+    grep -qE '^samples +.*every sample' <<<"$output"
+    no_root_is_left
+}
+
 @test "keeps what it has when something fails" {
     rm "$build/sw/backend/libqdxbe.so"
     echo nonsense >"$build/sw/backend/libqdxbe.so"
@@ -60,7 +69,7 @@ no_root_is_left() { [ -z "$(find "$build" -maxdepth 1 -name 'load.*')" ]; }
 }
 
 @test "refuses wrong usage with one line" {
-    for words in --bogus '--rate 0' '--ledger file' '--check file' --build; do
+    for words in --bogus '--rate 0' '--ledger file' '--check file' --build '--memory few'; do
         # shellcheck disable=SC2086
         run "$load" --build "$build" $words
         echo "$output"

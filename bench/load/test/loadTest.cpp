@@ -173,12 +173,81 @@ TEST_F(LoadTest, APullThatIsNotOfTheRunIsRefused) {
     EXPECT_EQ(check().status, 0);
     const auto written = contentOf(path("ledger"));
     std::ofstream(path("ledger")) << std::regex_replace(
-        written, std::regex("sent 0 ([0-9]+) connection 1"), "dropped 0 $1 noMemory at $1");
+        written, std::regex("sent ([0-9]+) ([0-9]+) connection 1"), "dropped $1 $2 noMemory at $2");
     const auto checked = check();
     EXPECT_EQ(checked.status, 1);
     EXPECT_THAT(checked.output,
                 AllOf(StartsWith("undelivered: "), HasSubstr(", which was dropped (noMemory), in "),
                       ContainsRegex("\nand [0-9]+ more\n"), HasSubstr("\nWRONG: ")));
+}
+
+// The samples of the report, each of which must have ended somewhere.
+class FollowTest : public LoadTest {
+protected:
+    void follow(const Words& options, const std::string& memory) {
+        writeDatabase("enabled = 1\nglobalMemoryLimit = " + memory + "\n");
+        startCollector();
+        const Words words{"--frontends", "2",        "--contexts", "2",          "--rate",
+                          "2000",        "--follow", "--sheet",    path("sheet")};
+        const auto followed = run(Words{QDXLOAD} + words + options);
+        EXPECT_EQ(followed.status, 0) << followed.output;
+        EXPECT_THAT(followed.output, ContainsRegex("\nOK: [1-9][0-9]* values in [1-9][0-9]* pulls "
+                                                   "checked, of [1-9][0-9]* operations\n"));
+        const auto sheet = contentOf(path("sheet"));
+        EXPECT_THAT(sheet,
+                    ContainsRegex("\nevery sample,.*," +
+                                  std::to_string(row(followed.output, "samples added")) + "\n"));
+    }
+
+    // Samples with that end, each once.
+    std::uint64_t endOf(const std::string& name) const {
+        std::istringstream sheet(contentOf(path("sheet")));
+        std::string names;
+        std::string counts;
+        std::getline(sheet, names);
+        while (std::getline(sheet, counts) && !counts.starts_with("every sample,")) {
+        }
+        std::istringstream nameCells(names);
+        std::istringstream countCells(counts);
+        for (std::string cell; std::getline(nameCells, cell, ',');) {
+            std::string count;
+            std::getline(countCells, count, ',');
+            if (cell == name) {
+                return std::stoull(count);
+            }
+        }
+        ADD_FAILURE() << name << " is not in the sheet";
+        return 0;
+    }
+};
+
+TEST_F(FollowTest, EverySampleOfFiltersThatComeAndGoEndsSomewhere) {
+    follow({"--churn", "--pause", "20", "--seconds", "2"}, "300000000");
+}
+
+TEST_F(FollowTest, AtQuietPointsItIsKnownWhereExactly) {
+    follow({"--churn", "--pause", "200", "--seconds", "1", "--quiet"}, "300000000");
+}
+
+TEST_F(FollowTest, EverySampleOfFiltersWithoutMemoryEndsSomewhere) {
+    follow({"--pressure", "--record-spread", "400", "--seconds", "2"}, "30000");
+    EXPECT_GT(endOf("refused") + endOf("cut off"), 0U);
+    EXPECT_GT(endOf("given way"), 0U);
+}
+
+TEST_F(FollowTest, FiltersComeAndGoWithoutMemory) {
+    follow({"--pressure", "--churn", "--record-spread", "400", "--pause", "20", "--seconds", "2"},
+           "30000");
+}
+
+// The model takes it that memory suffices, and it doesn't.
+TEST_F(FollowTest, ACollectorThatDoesNotKeepWhatItShouldIsFound) {
+    writeDatabase("enabled = 1\nglobalMemoryLimit = 20000\n");
+    startCollector();
+    const auto followed = run(
+        {QDXLOAD, "--contexts", "8", "--rate", "10000", "--seconds", "1", "--follow", "--quiet"});
+    EXPECT_EQ(followed.status, 1) << followed.output;
+    EXPECT_THAT(followed.output, AllOf(HasSubstr("\norder: at #"), HasSubstr("\nWRONG: ")));
 }
 
 TEST_F(LoadTest, MeasuresTheCollector) {
@@ -216,7 +285,7 @@ TEST_F(LoadTest, FaultyInputIsToldInOneLine) {
     std::ofstream(path("ledger")) << "nonsense\n";
     EXPECT_EQ(check(),
               (Answer{65, "qdxload: " + path("ledger") + ":1: not a ledger of qdxload\n"}));
-    std::ofstream(path("ledger")) << "qdxload ledger 1\nplan 1 1 1 1 16 record\n"
+    std::ofstream(path("ledger")) << "qdxload ledger 2\nplan 1 1 1 1 16 0 record\n"
                                      "frontend 0 added 0 last-connection 1\nend\n";
     EXPECT_EQ(check(), (Answer{66, "qdxload: " + path("pull") + ": No such file or directory\n"}));
     std::ofstream(path("pull")) << "nonsense\n";

@@ -63,6 +63,21 @@ TEST(OptionsTest, ACheckTakesPullsAndALedger) {
     EXPECT_EQ(options->began, Began::BeforeFirstSample);
 }
 
+TEST(OptionsTest, ARunCanBeFollowed) {
+    const auto options = parse({"--follow", "--churn", "--pressure", "--quiet", "--pause", "7",
+                                "--sheet", "file", "--record-spread", "10"})
+                             .options;
+    ASSERT_TRUE(options);
+    ASSERT_TRUE(options->follow);
+    EXPECT_TRUE(options->follow->churns);
+    EXPECT_TRUE(options->follow->isUnderPressure);
+    EXPECT_TRUE(options->follow->whenQuiet);
+    EXPECT_EQ(options->follow->pause, std::chrono::milliseconds(7));
+    EXPECT_EQ(options->follow->sheet, "file");
+    EXPECT_EQ(options->plan.recordSpread, 10U);
+    EXPECT_FALSE(parse({}).options->follow);
+}
+
 struct Wrong {
     std::vector<const char*> words;
     const char* message;
@@ -92,6 +107,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"--rate", "nan"}, "--rate"}, Wrong{{"--rate", "1e9"}, "--rate"},
         Wrong{{"--seconds", "3601"}, "--seconds"}, Wrong{{"--collector", "0"}, "--collector"},
         Wrong{{"--check", "pull"}, "--check needs --ledger"}, Wrong{{"--from-start"}, "--check"},
+        Wrong{{"--churn"}, "--follow"}, Wrong{{"--sheet", "file"}, "--follow"},
+        Wrong{{"--follow", "--check", "pull", "--ledger", "file"}, "--follow"},
+        Wrong{{"--follow", "--pause", "0"}, "--pause"},
+        Wrong{{"--record-spread", "60000"}, "60000 bytes of difference"},
         Wrong{{"--bogus"}, "--bogus"}));
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -62,6 +63,19 @@ TEST(PlanTest, ListHasEachObjectWithItsKindAndTags) {
     EXPECT_THAT(out.str(), HasSubstr(R"(<tag name="RECORD"/>)"));
 }
 
+TEST(PlanTest, RecordsAreOfAllSizesOfTheSpread) {
+    auto plan = small();
+    plan.recordSize = 20;
+    plan.recordSpread = 3;
+    std::set<std::size_t> sizes;
+    for (std::int64_t code = 0; code < 100; ++code) {
+        sizes.insert(plan.sizeOfRecord(code));
+    }
+    EXPECT_THAT(sizes, testing::ElementsAre(20, 21, 22, 23));
+    plan.recordSpread = 0;
+    EXPECT_EQ(plan.sizeOfRecord(5), 20U);
+}
+
 struct BadPlan {
     void (*spoil)(Plan&);
     const char* fault;
@@ -87,6 +101,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadPlan{[](Plan& plan) { plan.kinds = {}; }, "0 kinds; from 1 to 3"},
         BadPlan{[](Plan& plan) { plan.recordSize = 15; }, "15 bytes in a record; from 16 to 60000"},
         BadPlan{[](Plan& plan) { plan.recordSize = 60'001; }, "60001 bytes in a record"},
+        BadPlan{[](Plan& plan) { plan.recordSpread = 60'000; },
+                "60000 bytes of difference between records; from 0 to 59"},
         BadPlan{[](Plan& plan) { plan.objects = plan.contexts = 4096; },
                 "33554432 series (frontends x objects x contexts); from 1 to 1000000"},
         BadPlan{[](Plan& plan) { plan.objects = 2; }, "more kinds than objects"}));
