@@ -1,4 +1,5 @@
 // Loads the collector, serves its commands and stops it in good order.
+#include <malloc.h>
 #include <pthread.h>
 #include <sysexits.h>
 
@@ -179,6 +180,13 @@ void run(const Qdxd::Options& options, const sigset_t& stopSignals) {
     stop(host, server);
 }
 
+// What a large pull takes goes back to the system as soon as it has left, whatever lies behind it
+// on the heap. Left to itself the allocator learns from the first large block to keep such blocks.
+void giveLargeBlocksBack() {
+    constexpr int large = 128 * 1024;
+    ::mallopt(M_MMAP_THRESHOLD, large);
+}
+
 int guardedMain(int argc, char** argv) {
     int status = EX_OK;
     const auto options = Qdxd::parseOptions(argc, argv, status);
@@ -186,6 +194,7 @@ int guardedMain(int argc, char** argv) {
         return status;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    giveLargeBlocksBack();
     try {
         const auto recorder = startRecording(options->recording);
         const auto stopSignals = holdStopSignals();
