@@ -783,12 +783,12 @@ TEST_P(OperationSweep, DeletionOfAllNeedsNoMemory) {
 class StaticLoadSweep : public BudgetSweep, public testing::WithParamInterface<Shortage> {
 protected:
     StaticLoadSweep() {
-        root.writeDatabase(
-            "[qdx]\nmaxFilterLimit = 9\nglobalMemoryLimit = " + std::to_string(globalLimit) +
-            "\n[qdx.staticFilters]\nenabledByDefault = ['first', 'second']\n"
-            "printable = ['first', 'second']\n"
-            "first = ['dch', 'limit', '50000', 'dch', 'list', 'count', '4']\n"
-            "second = ['dch', 'limit', '50000', 'dch', 'list', 'count', '4']\n");
+        root.writeCatalogue(
+            catalogue, "maxFilterLimit = 9\nglobalMemoryLimit = " + std::to_string(globalLimit) +
+                           "\n[qdx.staticFilters]\nenabledByDefault = ['first', 'second']\n"
+                           "printable = ['first', 'second']\n"
+                           "first = ['dch', 'limit', '50000', 'dch', 'list', 'count', '4']\n"
+                           "second = ['dch', 'limit', '50000', 'dch', 'list', 'count', '4']\n");
     }
 };
 

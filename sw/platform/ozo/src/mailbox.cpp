@@ -50,7 +50,10 @@ MessagePtr makeNotice(std::uint32_t messageNumber, std::uint32_t mailbox) {
 
 }  // namespace
 
-Mailbox::Mailbox(RunDirectory runDirectory) : directory(std::move(runDirectory)) {}
+Mailbox::Mailbox(RunDirectory runDirectory) : directory(std::move(runDirectory)) {
+    // Receiving takes no memory but for messages.
+    servedProcesses.reserve(events.size());
+}
 
 std::unique_ptr<Mailbox> Mailbox::create(const std::string& name) {
     std::unique_ptr<Mailbox> mailbox(new Mailbox(RunDirectory::current()));
@@ -153,36 +156,28 @@ bool Mailbox::waitForEvents(const Deadline& deadline) {
     } while (found < 0 && errno == EINTR);
     nextEvent = 0;
     eventsEnd = found > 0 ? static_cast<std::size_t>(found) : 0;
-    keepOneOfEachProcess();
+    servedProcesses.clear();
+    sortByTurns();
     return eventsEnd > 0;
 }
 
-// Of the connections of one process that have something to read, that whose last turn is longest
-// ago. The others are found again by the next wait.
-void Mailbox::keepOneOfEachProcess() {
-    if (eventsEnd < 2)
-        return;
-    const auto begin = events.begin();
-    const auto end = begin + static_cast<std::ptrdiff_t>(eventsEnd);
-    std::sort(begin, end,
-              [this](const epoll_event& a, const epoll_event& b) { return turnOf(a) < turnOf(b); });
-    const auto kept = std::unique(begin, end, [this](const epoll_event& a, const epoll_event& b) {
-        return turnOf(a).first == turnOf(b).first;
-    });
-    eventsEnd = static_cast<std::size_t>(kept - begin);
+// Those whose last turn is longest ago come first, what is no connection before all.
+void Mailbox::sortByTurns() {
+    const auto lastTurn = [this](const epoll_event& event) {
+        const auto entry = connections.find(serialOf(event));
+        return entry == connections.end() ? 0 : entry->second.lastTurn;
+    };
+    std::sort(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(eventsEnd),
+              [lastTurn](const epoll_event& a, const epoll_event& b) {
+                  return lastTurn(a) < lastTurn(b);
+              });
 }
 
-// Whose turn it is, and since when. What is no message of a known process is one of its own.
-std::pair<std::int64_t, std::uint64_t> Mailbox::turnOf(const epoll_event& event) const {
-    const Serial serial = serialOf(event);
-    const auto alone = std::pair(-static_cast<std::int64_t>(serial) - 1, std::uint64_t{0});
-    const auto entry = connections.find(serial);
-    if (entry == connections.end() || (event.events & EPOLLOUT) != 0)
-        return alone;
-    const Connection& connection = entry->second;
-    return connection.peerProcess() == 0
-               ? alone
-               : std::pair(std::int64_t{connection.peerProcess()}, connection.lastTurn);
+// Of all that a process sends over any number of connections, one message is taken between two
+// waits. The next wait finds the others again.
+bool Mailbox::hadItsTurn(pid_t process) const {
+    return std::find(servedProcesses.begin(), servedProcesses.end(), process) !=
+           servedProcesses.end();
 }
 
 MessagePtr Mailbox::handleEvents() {
@@ -269,20 +264,30 @@ MessagePtr Mailbox::serve(Connection& connection, std::uint32_t eventMask) {
         flush(connection);
     if ((eventMask & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0)
         return nullptr;
+    if (hadItsTurn(connection.peerProcess()))
+        return nullptr;
     connection.lastTurn = ++turns;
     MessagePtr message;
     Connection::Read read = connection.read(message);
     if (read == Connection::Read::nothing)
         return nullptr;
     if (read == Connection::Read::message) {
-        if (isTrueSender(connection, ozo_sender(message.get())))
+        if (isTrueSender(connection, ozo_sender(message.get()))) {
+            countTurn(connection.peerProcess());
             return message;
+        }
         read = Connection::Read::noFrame;
     }
     if (read == Connection::Read::noFrame)
         ++dropped.bad_peers;
     drop(connection);
     return nullptr;
+}
+
+// A process that the kernel doesn't name has as many turns as connections.
+void Mailbox::countTurn(pid_t process) {
+    if (process != 0)
+        servedProcesses.push_back(process);
 }
 
 bool Mailbox::isTrueSender(Connection& connection, std::uint32_t sender) {

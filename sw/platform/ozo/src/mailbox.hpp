@@ -78,8 +78,9 @@ private:
 
     int watch(int operation, int descriptor, std::uint32_t eventMask, Serial serial);
     bool waitForEvents(const Deadline& deadline);
-    void keepOneOfEachProcess();
-    std::pair<std::int64_t, std::uint64_t> turnOf(const epoll_event& event) const;
+    void sortByTurns();
+    bool hadItsTurn(pid_t process) const;
+    void countTurn(pid_t process);
     MessagePtr handleEvents();
     MessagePtr handle(const epoll_event& event);
 
@@ -119,6 +120,7 @@ private:
     std::unordered_map<std::uint32_t, Serial> byPeer;
     std::unordered_map<uid_t, std::size_t> acceptedFrom;
     std::uint64_t turns = 0;
+    std::vector<pid_t> servedProcesses;  // since the last wait
     Serial nextSerial = firstConnection;
 
     // Messages to oneself are bounded like those to a peer; notices of the monitor by the calls
