@@ -16,6 +16,7 @@ import time
 from judge import MOST_GROWTH_KIB, after_warm_up, floors, judge, trend
 from processUse import read_use
 from seriesCheck import Plan, SeriesCheck
+from trafficRecording import TrafficRecording
 from unit import PATIENCE_SECONDS, Fault, Programs, Unit, first_line
 
 EX_USAGE = 64
@@ -59,6 +60,7 @@ class Soak:
         self.faults = []
         self.counts = collections.Counter()
         self.table = None
+        self.recording = TrafficRecording(unit.root, options.recording)
 
     # ---- The course
 
@@ -66,7 +68,7 @@ class Soak:
         unit = self.unit
         unit.write_database(DATABASE.format(objects=unit.root / "objects.xml"))
         unit.run("qdxload", *self.shape(), "--list", unit.root / "objects.xml", expect=[0])
-        self.collector = unit.start_collector(*self.options.qdxd_option)
+        self.collector = unit.start_collector(*self.recording.options())
         self.await_log(self.collector, "qdxd: ready")
         end = time.monotonic() + self.options.minutes * 60
         with open(self.options.csv, "w", newline="", buffering=1) as file:
@@ -283,8 +285,9 @@ def parse(arguments):
                         help=f"what resident memory may grow by after the warm-up; {MOST_GROWTH_KIB} if not given")
     parser.add_argument("--build", default="build/bench", help="the build whose programs run; build/bench if not given")
     parser.add_argument("--csv", default="soak.csv", help="where each second's measurements go; soak.csv if not given")
-    parser.add_argument("--qdxd-option", action="append", default=[], metavar="WORD",
-                        help="one more word on the collector's command line; can be given several times")
+    parser.add_argument("--recording", default="soak.rec.zst", metavar="FILE",
+                        help="where a run that failed leaves all that reached the collector, for qdx-replay; soak.rec.zst if "
+                        "not given")
     options = parser.parse_args(arguments)
     if not 0 < options.minutes <= 100_000 or not 0 < options.rate <= 10_000_000:
         parser.error("--minutes and --rate must be positive")
@@ -295,6 +298,7 @@ def main(arguments):
     options = parse(arguments)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
     unit = None
+    soak = None
     try:
         unit = Unit(Programs(options.build), parent=options.build)
         soak = Soak(options, unit)
@@ -306,12 +310,17 @@ def main(arguments):
         return 128 + signal.SIGINT
     finally:
         if unit:
+            unit.stop()
+        faults = soak.faults + judge(soak.rows, options.growth) if soak else ["it did not begin"]
+        kept = soak.recording.finish(bool(faults)) if soak else None
+        if unit:
             unit.remove()
-    faults = soak.faults + judge(soak.rows, options.growth)
     for line in soak.summary() if soak.rows else []:
         print(line)
     for fault in faults[:MOST_FAULTS]:
         print(f"fault: {fault}")
+    if kept:
+        print(f"what reached the collector: zstd -dc {kept} | qdx-replay -")
     print("verdict:", f"{len(faults)} faults" if faults else "passed")
     return 1 if faults else 0
 

@@ -7,6 +7,7 @@ soak=$BATS_TEST_DIRNAME/../../scripts/soak
 setup() {
     build=$BATS_TEST_TMPDIR/build
     csv=$BATS_TEST_TMPDIR/soak.csv
+    recording=$BATS_TEST_TMPDIR/soak.rec.zst
     for folder in sw/platform/qdxd sw/backend sw/tools/dch sw/tools/dchFilter sw/tools/qfci sw/tools/qdxview sw/tools/hostfe \
         bench/load; do
         mkdir -p "$build/$folder"
@@ -25,7 +26,7 @@ replace() {
 
 # Memory is not judged in so short a time.
 run_soak() {
-    run "$soak" --build "$build" --csv "$csv" --rate 5000 --growth 2000000 "$@"
+    run "$soak" --build "$build" --csv "$csv" --recording "$recording" --rate 5000 --growth 2000000 "$@"
     echo "$output"
 }
 
@@ -37,6 +38,7 @@ run_soak() {
     [[ $(head -n 1 "$csv") == seconds,resident_kib,* ]]
     [ "$(wc -l <"$csv")" -gt 3 ]
     [ -z "$(find "$build" -maxdepth 1 -name 'endurance.*')" ]
+    [ ! -e "$recording" ]
 }
 
 @test "notices a reply that is lost" {
@@ -58,6 +60,15 @@ run_soak() {
     run_soak --minutes 0.3
     [ "$status" -eq 1 ]
     [[ $output == *'the collector ended with -9'* ]]
+}
+
+@test "leaves a recording of a run that failed, which plays" {
+    replace sw/tools/dch/dch '[ "$*" = "filter status" ] || exec "$true" "$@"'
+    run_soak --minutes 0.1
+    [ "$status" -eq 1 ]
+    [[ $output == *"zstd -dc $recording | qdx-replay -"* ]]
+    zstd -dc "$recording" | "$BUILD/sw/tools/replay/qdx-replay" - >"$BATS_TEST_TMPDIR/played"
+    grep -q 'filter pull' "$BATS_TEST_TMPDIR/played"
 }
 
 @test "tells what is missing, and refuses wrong usage" {
