@@ -19,6 +19,7 @@
 namespace {
 
 using namespace Tessel::CommandProtocol;
+using Qdx::Fuzz::again;
 using Qdx::Fuzz::require;
 
 // What a piece's kind asks for: the bytes behind a header of their length, or as they are.
@@ -43,14 +44,15 @@ public:
     // Says that to the next client, whatever it asks.
     void sayToNext(const std::string& bytes) {
         thread->runOnActiveObject([this, bytes] {
-            const int client = ::accept4(socket, nullptr, nullptr, SOCK_CLOEXEC);
+            const int client =
+                again([&] { return ::accept4(socket, nullptr, nullptr, SOCK_CLOEXEC); });
             require(client >= 0);
             // The client may hang up on what it doesn't like.
-            (void)::send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            (void)again([&] { return ::send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL); });
             ::shutdown(client, SHUT_WR);
             // What it asked has to be read: closing with it unread would take the answer back.
             std::array<char, 64> some{};
-            while (::recv(client, some.data(), some.size(), 0) > 0) {
+            while (again([&] { return ::recv(client, some.data(), some.size(), 0); }) > 0) {
             }
             ::close(client);
         });

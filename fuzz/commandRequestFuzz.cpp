@@ -22,6 +22,7 @@
 namespace {
 
 using namespace Tessel::CommandProtocol;
+using Qdx::Fuzz::again;
 using Qdx::Fuzz::require;
 using Bytes = std::span<const std::uint8_t>;
 
@@ -170,7 +171,8 @@ public:
     // A server that gives up on the client may close meanwhile.
     void send(std::string_view bytes) const {
         while (!bytes.empty()) {
-            const auto sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            const auto sent =
+                again([&] { return ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL); });
             if (sent <= 0) {
                 return;
             }
@@ -183,7 +185,7 @@ public:
         std::string all;
         std::array<char, 4096> some{};
         while (true) {
-            const auto size = ::recv(socket, some.data(), some.size(), 0);
+            const auto size = again([&] { return ::recv(socket, some.data(), some.size(), 0); });
             if (size <= 0) {
                 return all;
             }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -21,6 +22,16 @@ void forEachPiece(const std::uint8_t* data, std::size_t size, Take take) {
         rest = rest.subspan(headSize + bytes.size());
         take(kind, bytes);
     }
+}
+
+// Repeats a system call that the fuzzer's own timer interrupts.
+template <typename Call>
+auto again(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
 }
 
 // Stops the run when something that must always hold does not.

@@ -453,8 +453,8 @@ def parse(arguments):
                         help=f"who is killed: {', '.join(SCENARIOS)}; all in turn if not given")
     parser.add_argument("--rounds", type=int, default=100, help="of each victim; 100 if not given")
     parser.add_argument("--seed", type=int, default=random.randrange(1_000_000), help="of the moments; random if not given")
-    parser.add_argument("--recovery", type=float, default=1.5, metavar="SECONDS",
-                        help="the longest that anything may take to be back; 1.5 if not given")
+    parser.add_argument("--recovery", type=float, default=1, metavar="SECONDS",
+                        help="the longest that anything may take to be back; 1 if not given")
     parser.add_argument("--growth", type=int, default=4096, metavar="KIB",
                         help="what a survivor's resident memory may grow by; 4096 if not given")
     parser.add_argument("--build", default="build/bench", help="the build whose programs run; build/bench if not given")

@@ -18,7 +18,7 @@ ERRORS_FOUND = 99  # valgrind's status
 TEST_SECONDS = 3600
 SLOW_SECONDS = 300  # for anything that has to come true
 SUPPRESSIONS = pathlib.Path(__file__).with_name("memcheck.supp")
-TESTS = ["sw/platform/ozo/ozo_tests", "sw/frontend/qdx_frontend_tests", "sw/backend/qdxbe_tests"]
+TESTS = ["sw/platform/ozo/ozo_tests", "sw/frontend/frontend_tests", "sw/backend/qdxbe_null_default_tests"]
 
 DATABASE = """[qdx]
 enabled = 1
