@@ -3,7 +3,6 @@
 // fails is a recording: qdx-replay shows how the collector comes to it.
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -243,7 +242,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     if (bytes.size() > maxSize) {
         return size;
     }
-    std::memcpy(data, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), data);
     return bytes.size();
 }
 

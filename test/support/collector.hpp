@@ -121,7 +121,7 @@ protected:
         writeDatabase("enabled = 1\nradioObservabilityEnabled = 1\n");
     }
 
-    ~CollectorTest() override {
+    void TearDown() override {
         if (collector != nullptr) {
             expectGoodEnd(*collector);
         }

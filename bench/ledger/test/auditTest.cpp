@@ -116,7 +116,7 @@ TEST(AuditTest, ACollectionThatTheFilterDoesNotKeepIsFound) {
 TEST(AuditTest, WhatWasNotToBeUnderstoodIsReported) {
     FakeCollector run;
     run.create(1, everything(10)).send(5).pull(1);
-    run.journal.back().faults.push_back("damaged: something");
+    run.journal.back().faults.emplace_back("damaged: something");
     EXPECT_THAT(violationsOf(run),
                 testing::ElementsAre("damaged: something at #1 dch filter pull keep 1"));
 }

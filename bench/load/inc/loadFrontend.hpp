@@ -48,7 +48,7 @@ private:
     // What a rate asks for is counted from here.
     struct Start {
         Clock::time_point time;
-        std::uint64_t added;
+        std::uint64_t added = 0;
     };
 
     void addDue(const Start& start);

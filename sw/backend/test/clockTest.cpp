@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <sstream>
@@ -21,15 +22,16 @@ std::chrono::steady_clock::time_point steadyNow;
 
 }  // namespace
 
-// The clocks of this program; the linker puts them in place of the library's.
+// The clocks of this program; the linker puts them in place of the library's, whose points in time
+// are returned as their numbers are.
 extern "C" {
-std::chrono::system_clock::time_point
+std::int64_t
 __wrap__ZNSt6chrono3_V212system_clock3nowEv() {  // NOLINT(bugprone-reserved-identifier)
-    return wallNow;
+    return wallNow.time_since_epoch().count();
 }
-std::chrono::steady_clock::time_point
+std::int64_t
 __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {  // NOLINT(bugprone-reserved-identifier)
-    return steadyNow;
+    return steadyNow.time_since_epoch().count();
 }
 }
 

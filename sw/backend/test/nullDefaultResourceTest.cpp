@@ -21,6 +21,11 @@
 namespace Qdx::Backend {
 namespace {
 
+// From 40 to 69 bytes, another each time.
+std::size_t sizeOfRecord(unsigned id, time_point now) {
+    return 40 + (id + 7 * static_cast<std::size_t>(now.time_since_epoch().count())) % 30;
+}
+
 using Qdx::Test::Batch;
 using Qdx::Test::BlockLedger;
 using Qdx::Test::DefaultResourceScope;
@@ -106,10 +111,7 @@ protected:
                 else if (id % 3 == 1)
                     batch.counter(name, samples, context);
                 else
-                    batch.record(name,
-                                 std::vector<unsigned char>(
-                                     40 + (id + 7 * now.time_since_epoch().count()) % 30),
-                                 context);
+                    batch.record(name, std::vector<unsigned char>(sizeOfRecord(id, now)), context);
             }
             collector.handleBeProcessBatchesUreq(batch.message().get());
         }

@@ -23,7 +23,7 @@ protected:
         directory = mkdtemp(name.data());
         std::signal(SIGPIPE, SIG_IGN);
     }
-    ~OutputFileTest() override { std::filesystem::remove_all(directory); }
+    void TearDown() override { std::filesystem::remove_all(directory); }
 
     // A FIFO with a reader, who need not read.
     std::string fifo() {

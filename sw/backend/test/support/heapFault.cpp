@@ -8,8 +8,6 @@
 
 namespace {
 
-using Qdx::Test::Outage;
-
 // Allocations that this thread may still make before one fails; 0 when the next fails.
 thread_local std::size_t untilFailure = 0;
 thread_local bool armed = false;
