@@ -130,6 +130,16 @@ TEST_F(SharedFolders, TakeNoNameForAMailboxOfAnotherUser) {
     EXPECT_EQ(ozo_locate_service(service), OZO_NO_MAILBOX);
 }
 
+TEST_F(SharedFolders, GiveTheCollectorTheAliasThatItsCrashLeftThoughAMemberListensBehindIt) {
+    const Guest squatter(unit.user("member"), "Guest");
+    EXPECT_TRUE(can(unit.user("collector"), [&] {
+        std::filesystem::create_symlink("../mbox/" + std::to_string(squatter.mailbox()),
+                                        name("QdxFilterCtrlI"));
+        const std::uint32_t id = ozo_create_mailbox(service, 0);
+        return ozo_add_name(id, "QdxFilterCtrlI") == 0 && ozo_locate("QdxFilterCtrlI") == id;
+    }));
+}
+
 // Frontends meet the true collector as soon as it is there.
 TEST_F(SharedFolders, LetACollectorStartOverAMemberThatTookItsNames) {
     const Guest squatter(unit.user("member"), service);

@@ -21,6 +21,7 @@ EX_USAGE = 64
 EX_UNAVAILABLE = 69
 EX_SOFTWARE = 70
 EX_TEMPFAIL = 75
+SETTLE_SECONDS = 2
 MOST_CONNECTIONS = 10  # of control clients
 MOST_FILES_LEFT = 60  # of dead mailboxes: those that nobody has swept yet
 OBJECTS, CONTEXTS, FRONTENDS, RECORD_BYTES = 3, 4, 2, 2000
@@ -368,7 +369,17 @@ class Watch:
         for name, process in self.scenario.survivors().items():
             if process.poll() is not None:
                 raise Fault(f"{name} ended with {process.returncode}")
-            self.uses[name].append(read_use(process.pid))
+            self.uses[name].append(self.settled_use(name, process.pid))
+
+    def settled_use(self, name, pid):
+        """What the dead held takes a moment to go."""
+        least = min((use.descriptors for use in self.uses[name]), default=None)
+        deadline = time.monotonic() + SETTLE_SECONDS
+        use = read_use(pid)
+        while least is not None and use.descriptors > least and time.monotonic() < deadline:
+            time.sleep(0.05)
+            use = read_use(pid)
+        return use
 
 
 class Rounds:

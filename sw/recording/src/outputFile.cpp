@@ -35,21 +35,24 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::write(std::string_view bytes) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!bytes.empty()) {
         const auto written = ::write(fd_, bytes.data(), bytes.size());
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno == EAGAIN) {
-            awaitRoom();
+            awaitRoom(deadline);
         } else if (errno != EINTR) {
             fail(path_, errno);
         }
     }
 }
 
-void OutputFile::awaitRoom() const {
+void OutputFile::awaitRoom(std::chrono::steady_clock::time_point deadline) const {
+    using std::chrono::milliseconds;
     pollfd room{fd_, POLLOUT, 0};
-    if (poll(&room, 1, static_cast<int>(patience.count())) == 0) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (left <= milliseconds(0) || poll(&room, 1, static_cast<int>(left.count())) == 0) {
         throw CannotWrite(path_ + ": its reader doesn't keep up");
     }
 }

@@ -198,6 +198,9 @@ int RunDirectory::claimName(const std::string& name, std::uint32_t id) const {
 // The two change places, so that the name is at no moment free for others to take.
 int RunDirectory::replaceName(const std::string& name, const std::string& target) const {
     const FolderLock lock(root + "/run/ozo");
+    // Who held the lock may have cleared the name away.
+    if (const int error = link(target, nameLink(name)); error != EEXIST)
+        return error;
     if (const int error = makeReplaceable(name); error != 0)
         return error;
     // A number that nobody can guess: else somebody could have the name already.
@@ -224,9 +227,10 @@ int RunDirectory::makeReplaceable(const std::string& name) const {
     if (id == OZO_NO_MAILBOX)
         return givesWay ? 0 : EEXIST;
     const int error = probe(id);
-    if (isDead(error) && ownerOf(id) == owner)
+    const bool counts = ownerOf(id) == owner;
+    if (isDead(error) && counts)
         removeMailboxFiles(id);
-    if (givesWay || isDead(error))
+    if (givesWay || isDead(error) || !counts)
         return 0;
     return isLive(error) ? EADDRINUSE : error;
 }

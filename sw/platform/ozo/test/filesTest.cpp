@@ -272,6 +272,20 @@ TEST_F(Files, GiveWayThoughSomebodyKeepsTheLock) {
     EXPECT_EQ(ozo_locate("Name"), own);
 }
 
+TEST_F(Files, TakeANameThatIsClearedAwayWhileTheyWaitForTheLock) {
+    leaveBehind("Name", "Alias");
+    const int folder = ::open(unit.folder("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(folder, LOCK_EX), 0);
+    std::thread sweeper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        ::unlink(unit.folder("name/Name").c_str());
+        ::close(folder);
+    });
+    EXPECT_TRUE(create("Name"));
+    sweeper.join();
+    EXPECT_EQ(ozo_locate("Name"), own);
+}
+
 TEST_F(Files, AreMadeWithoutTheLockWhereTheNameIsFree) {
     ASSERT_TRUE(create("First"));
     const int folder = ::open(unit.folder("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -1,5 +1,6 @@
 #include "recorder.hpp"
 
+#include <new>
 #include <utility>
 
 namespace Qdxd {
@@ -63,9 +64,16 @@ void Recorder::record(Encode encode) {
     if (failed_) {
         return;
     }
-    encode();
-    if (encoder_.bytes().size() > longestWait) {
-        write();
+    try {
+        encode();
+        if (encoder_.bytes().size() > longestWait) {
+            write();
+        }
+    } catch (const std::bad_alloc&) {
+        failed_ = true;
+        // Half an event may be in it.
+        encoder_.clear();
+        say_("the recording ends here: out of memory");
     }
 }
 

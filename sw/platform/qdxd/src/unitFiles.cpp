@@ -19,10 +19,13 @@ namespace fs = std::filesystem;
 namespace {
 
 std::optional<std::string> readFile(const fs::path& path) {
+    std::error_code error;
+    if (!fs::is_regular_file(path, error) || fs::file_size(path, error) > Recording::maxText) {
+        return std::nullopt;
+    }
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), {}};
-    return file && text.size() <= Recording::maxText ? std::optional(std::move(text))
-                                                     : std::nullopt;
+    return file ? std::optional(std::move(text)) : std::nullopt;
 }
 
 // The values of the attribute href, by the look of the text: one too many does no harm.

@@ -13,8 +13,8 @@ public:
     using runtime_error::runtime_error;
 };
 
-// A regular file, made or emptied, or a FIFO. Whoever writes waits for a slow reader no longer than
-// the patience, then never again.
+// A regular file, made or emptied, or a FIFO. Each write waits for a slow reader no longer than the
+// patience, and fails then.
 class OutputFile {
 public:
     static constexpr auto patience = std::chrono::milliseconds(100);
@@ -29,7 +29,7 @@ public:
     void write(std::string_view bytes);
 
 private:
-    void awaitRoom() const;
+    void awaitRoom(std::chrono::steady_clock::time_point deadline) const;
 
     const std::string path_;
     int fd_;

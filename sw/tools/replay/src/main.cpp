@@ -2,6 +2,7 @@
 #include <sysexits.h>
 
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -43,6 +44,9 @@ void play(Recording::Reader& reader, std::size_t until, std::ostream& out) {
 
 int compare(Recording::Reader& reader, const Options& options) {
     std::ifstream file(options.expected, std::ios::binary);
+    if (std::filesystem::is_directory(options.expected)) {
+        return report(options.expected + ": is a directory", EX_NOINPUT);
+    }
     const std::string expected{std::istreambuf_iterator<char>(file), {}};
     if (!file) {
         return report(options.expected + ": cannot be read", EX_NOINPUT);
