@@ -39,7 +39,10 @@ std::string hexOf(const ControlClient::Bytes& bytes, std::size_t begin) {
 class ReplayTest : public CollectorTest {
 protected:
     ReplayTest() { std::filesystem::current_path(unit.path()); }
-    ~ReplayTest() override { std::filesystem::current_path("/"); }
+    void TearDown() override {
+        CollectorTest::TearDown();
+        std::filesystem::current_path("/");
+    }
 
     // A list file that the database names by its name alone, so that the recording is the same
     // wherever it is made.
@@ -68,8 +71,9 @@ protected:
     void createFilterOf(const std::vector<std::string>& statements, const std::string& limit) {
         const auto created = typed("dch fs create limit " + limit).output;
         const auto id = wordsOf(created).back();
+        const auto add = "dch fs add " + id + " ";
         for (const auto& statement : statements) {
-            EXPECT_EQ(typed("dch fs add " + id + " " + statement).status, 0) << statement;
+            EXPECT_EQ(typed(add + statement).status, 0) << statement;
         }
         EXPECT_EQ(typed("dch fs commit " + id).status, 0);
     }
@@ -229,7 +233,8 @@ TEST_F(ReplayTest, FiltersThatComeAndGoAnswerTheSame) {
         for (const std::string statement :
              {"tags CPU list count 3", "list count 2", "context deviceId 1 max count 2 4"}) {
             const auto id = wordsOf(typed("dch fs create limit 4000").output).back();
-            typed("dch fs add " + id + " " + statement);
+            const auto add = "dch fs add " + id + " ";
+            typed(add + statement);
             typed("dch fs commit " + id);
             Frontend::send(samples(round));
         }

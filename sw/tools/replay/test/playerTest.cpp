@@ -16,7 +16,6 @@ namespace {
 using namespace Replay;
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
-using testing::HasSubstr;
 
 // Reads the clocks whenever the collector is told of an event: at its time, before it reads them.
 class ClockReader : public Printer {
