@@ -18,6 +18,7 @@
 #include "quardex.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
+#include "wholeMetaData.hpp"
 
 namespace Qdx::Backend {
 namespace {
@@ -215,7 +216,7 @@ public:
         }
         collector.determineMaxNumberOfFilters();
         audit.follow(collector);
-        sendMetaData();
+        Qdx::Test::sendWholeMetaData(collector);
     }
 
     ~RandomLife() {
@@ -356,19 +357,6 @@ private:
         auto* memory = collector.getFilterMemory(id);
         tally.filterRefusals += memory->getMainResource()->getNumFailures() +
                                 memory->getContentResource()->getNumFailures();
-    }
-
-    void sendMetaData() {
-        RadioMetaData metaData;
-        metaData.set_swproductnumber("1");
-        metaData.set_swproductrevision("2");
-        metaData.set_hwproductnumber("3");
-        metaData.set_hwproductrevision("4");
-        metaData.set_hwserialnumber("5");
-        metaData.set_hwname("6");
-        const std::unique_ptr<ozo_msg, decltype(&ozo_free)> message(
-            V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
-        collector.handleBeProcessMetaDataUreq(message.get());
     }
 
     std::mt19937& random;

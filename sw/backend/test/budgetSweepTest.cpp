@@ -22,6 +22,7 @@
 #include "quardexShellCommands.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
+#include "wholeMetaData.hpp"
 
 namespace Qdx::Backend {
 namespace {
@@ -107,7 +108,7 @@ public:
         }
         collector.determineMaxNumberOfFilters();
         collector.setClockAnchor(ClockAnchor{time_point{}, WallTime{}});
-        sendMetaData();
+        Qdx::Test::sendWholeMetaData(collector);
         create(2);
         feed(Batch().measurement("unit:level", 7, context).record("unit:event", {'7'}, context));
         create(1);
@@ -186,19 +187,6 @@ private:
             EXPECT_EQ(resource.getAllocatedSize() + resource.getRemainingSize().value_or(0), *limit)
                 << resource.getName();
         }
-    }
-
-    void sendMetaData() {
-        RadioMetaData metaData;
-        metaData.set_swproductnumber("1");
-        metaData.set_swproductrevision("2");
-        metaData.set_hwproductnumber("3");
-        metaData.set_hwproductrevision("4");
-        metaData.set_hwserialnumber("5");
-        metaData.set_hwname("6");
-        const std::unique_ptr<ozo_msg, decltype(&ozo_free)> message(
-            V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
-        collector.handleBeProcessMetaDataUreq(message.get());
     }
 
     const std::vector<CaptureStatement>& statements;

@@ -14,6 +14,7 @@
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "unitRoot.hpp"
+#include "wholeMetaData.hpp"
 
 namespace {
 
@@ -59,16 +60,7 @@ protected:
             <object id="2" name="c" type="counter"/></objects></infoObjectList>)");
         collector.allocateGlobalMemory();
         collector.determineMaxNumberOfFilters();
-        RadioMetaData metaData;
-        metaData.set_swproductnumber("1");
-        metaData.set_swproductrevision("2");
-        metaData.set_hwproductnumber("3");
-        metaData.set_hwproductrevision("4");
-        metaData.set_hwserialnumber("5");
-        metaData.set_hwname("6");
-        const std::unique_ptr<ozo_msg, decltype(&ozo_free)> message(
-            V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
-        collector.handleBeProcessMetaDataUreq(message.get());
+        Qdx::Test::sendWholeMetaData(collector);
         setWall(today);
         steadyNow = time_point(seconds(1000));
         capture("list count 10");

@@ -17,6 +17,7 @@
 #include "quardex.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
+#include "wholeMetaData.hpp"
 
 namespace Qdx::Backend {
 namespace {
@@ -75,7 +76,7 @@ protected:
             collector.allocateGlobalMemory();
         }
         collector.determineMaxNumberOfFilters();
-        sendMetaData();
+        Qdx::Test::sendWholeMetaData(collector);
         Qdx::Test::TraceRecorder::instance().clear();
     }
 
@@ -115,19 +116,6 @@ protected:
             }
             collector.handleBeProcessBatchesUreq(batch.message().get());
         }
-    }
-
-    void sendMetaData() {
-        RadioMetaData metaData;
-        metaData.set_swproductnumber("1");
-        metaData.set_swproductrevision("2");
-        metaData.set_hwproductnumber("3");
-        metaData.set_hwproductrevision("4");
-        metaData.set_hwserialnumber("5");
-        metaData.set_hwname("6");
-        const std::unique_ptr<ozo_msg, decltype(&ozo_free)> message(
-            V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
-        collector.handleBeProcessMetaDataUreq(message.get());
     }
 
     int collectionsOf(std::int64_t id, Clear clear) {
