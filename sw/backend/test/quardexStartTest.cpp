@@ -16,6 +16,7 @@
 #include "frontendMessages.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
+#include "tessel/host.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
@@ -65,6 +66,12 @@ bool rodcIsLive() {
 class QuardexStartTest : public testing::Test {
 protected:
     QuardexStartTest() { TraceRecorder::instance().clear(); }
+
+    // The collector's thread ends by itself: it may still be at it when the test is over.
+    void TearDown() override {
+        collector.reset();
+        EXPECT_TRUE(Tessel::Host::V1::Host().finish(std::chrono::seconds(20)));
+    }
 
     void start(const std::string& toml) {
         root.writeDatabase("[qdx]\n" + toml);
