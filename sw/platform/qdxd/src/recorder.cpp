@@ -23,7 +23,7 @@ Recorder::Recorder(const std::string& path, const Recording::Header& header,
 }
 
 Recorder::~Recorder() {
-    write();
+    record([this] { write(); });
 }
 
 void Recorder::onMessage(const ozo_msg& message) {
@@ -70,10 +70,18 @@ void Recorder::record(Encode encode) {
             write();
         }
     } catch (const std::bad_alloc&) {
-        failed_ = true;
-        // Half an event may be in it.
-        encoder_.clear();
-        say_("the recording ends here: out of memory");
+        end("out of memory");
+    }
+}
+
+// Half an event may be in the encoder. There may be no memory for the line either.
+void Recorder::end(const char* why) noexcept {
+    failed_ = true;
+    encoder_.clear();
+    try {
+        say_(std::string("the recording ends here: ") + why);
+    } catch (const std::bad_alloc&) {
+        return;
     }
 }
 
@@ -83,11 +91,10 @@ void Recorder::write() {
     }
     try {
         file_.write(encoder_.bytes());
+        encoder_.clear();
     } catch (const Recording::CannotWrite& error) {
-        failed_ = true;
-        say_(std::string("the recording ends here: ") + error.what());
+        end(error.what());
     }
-    encoder_.clear();
 }
 
 std::uint32_t Recorder::senderOf(std::uint32_t mailbox) {

@@ -16,7 +16,7 @@ namespace Qdxd {
 // that a process died of. A recording that can't be written ends, with a line; the process goes on.
 class Recorder final : public Tessel::Host::V1::ObserverIf {
 public:
-    // say gets the line. Throws Recording::CannotWrite.
+    // say gets the line, and may throw std::bad_alloc alone. Throws Recording::CannotWrite.
     Recorder(const std::string& path, const Recording::Header& header,
              std::function<void(const std::string&)> say);
     ~Recorder() override;
@@ -31,6 +31,7 @@ private:
     template <typename Encode>
     void record(Encode encode);
     void write();
+    void end(const char* why) noexcept;
     std::uint32_t senderOf(std::uint32_t mailbox);
 
     const std::function<void(const std::string&)> say_;
