@@ -118,8 +118,10 @@ private:
 
     End endOfResult(const Positions& positions, std::size_t birth, std::size_t first,
                     std::vector<Match>::const_iterator& event) const;
-    End endOfMissing(const Match& match, std::size_t birth, std::size_t first) const;
-    End endOfGap(const Match& match, std::size_t birth, std::size_t first) const;
+    End endOfMissing(const Positions& positions, const Match& match, std::size_t birth,
+                     std::size_t first) const;
+    End endOfGap(const Positions& positions, const Match& match, std::size_t birth,
+                 std::size_t first) const;
     bool isCutOff(std::size_t place) const;
     bool isLarger(std::size_t place, std::size_t than) const;
     End lost(const Match& match, std::size_t first) const;

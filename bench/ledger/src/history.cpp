@@ -297,7 +297,7 @@ End History::endOfResult(const Positions& positions, std::size_t birth, std::siz
         }
     }
     if (last != nullptr && !holds(*last, first)) {
-        return endOfMissing(*last, birth, first);
+        return endOfMissing(positions, *last, birth, first);
     }
     if (last == nullptr || isCleared || life.end) {
         return End::Cleared;
@@ -310,7 +310,8 @@ bool History::holds(const Match& match, std::size_t first) const {
                        [&](const Row& row) { return first >= row.first && first < endOf(row); });
 }
 
-End History::endOfMissing(const Match& match, std::size_t birth, std::size_t first) const {
+End History::endOfMissing(const Positions& positions, const Match& match, std::size_t birth,
+                          std::size_t first) const {
     if (match.results == 0) {
         return run.memoryMayRefuse ? End::Refused : lost(match, first);
     }
@@ -318,13 +319,14 @@ End History::endOfMissing(const Match& match, std::size_t birth, std::size_t fir
         const bool mayGiveWay = run.memoryMayRefuse || match.results == kind.kept;
         return mayGiveWay ? End::GivenWay : lost(match, first);
     }
-    return mayHaveGaps() ? endOfGap(match, birth, first) : lost(match, first);
+    return mayHaveGaps() ? endOfGap(positions, match, birth, first) : lost(match, first);
 }
 
 // Records alone: they are lost among others that are kept if their own copy found no memory on the
 // way in, if one is larger than the oldest that it is to replace, or if a list that was emptied for
 // such a one can't be filled again, which leaves its oldest.
-End History::endOfGap(const Match& match, std::size_t birth, std::size_t first) const {
+End History::endOfGap(const Positions& positions, const Match& match, std::size_t birth,
+                      std::size_t first) const {
     if (isCutOff(first)) {
         return End::CutOff;
     }
@@ -334,9 +336,11 @@ End History::endOfGap(const Match& match, std::size_t birth, std::size_t first) 
             return End::TooLarge;
         }
     }
-    const bool isBehindOldest =
-        match.rows.size() > 1 && match.rows.front().results == 1 && first < match.rows[1].first;
-    for (auto place = first; isBehindOldest && place < match.rows[1].first; ++place) {
+    const auto behindGap = match.rows.size() > 1
+                               ? match.rows[1].first
+                               : placeAt(positions.of(match.operation, series.frontend));
+    const bool isBehindOldest = match.rows.front().results == 1 && first < behindGap;
+    for (auto place = first; isBehindOldest && place < behindGap; ++place) {
         if (isCutOff(place) && isLarger(place, oldest)) {
             return End::Unrestored;
         }

@@ -119,4 +119,58 @@ TEST_F(RecordPressureTest, NewestOnesMayBeCutOff) {
     EXPECT_EQ(countOf(result, "list count 1000", End::CutOff), 4U);
 }
 
+// A list that was emptied for a record too large for it, and found no memory for what it had held.
+class EmptiedListTest : public RecordPressureTest {
+protected:
+    // Of the last batch the first record is kept, the second would fit everywhere, the third is too
+    // large, and ends the batch.
+    EmptiedListTest() {
+        auto& values = list(record);
+        while (!isSmallest(oldest + 1) || sizeOf(oldest + 2) <= sizeOf(oldest)) {
+            ++run.ledger().plan.seed;
+        }
+        values = {values[oldest]};
+        list(other).resize(oldest + 2);
+    }
+
+    static constexpr std::size_t oldest = 16;
+    // Comes behind it in the batch.
+    static constexpr Series other{.frontend = 0, .object = 2, .context = 0};
+
+private:
+    bool isSmallest(std::size_t place) {
+        for (std::size_t older = 0; older < place; ++older) {
+            if (sizeOf(older) < sizeOf(place)) {
+                return false;
+            }
+        }
+        return true;
+    }
+};
+
+TEST_F(EmptiedListTest, MayHaveItsOldestLeft) {
+    const auto result = audited();
+    EXPECT_THAT(result.violations, IsEmpty());
+    EXPECT_EQ(countOf(result, "list count 1000", End::GivenWay), oldest);
+    EXPECT_EQ(countOf(result, "list count 1000", End::Unrestored), 1U);
+    EXPECT_EQ(countOf(result, "list count 1000", End::CutOff), 4U);
+}
+
+TEST_F(EmptiedListTest, GoesOnBehindIt) {
+    const auto kept = list(record).front();
+    run.send(1).pull(1);
+    auto& values = list(record);
+    values.erase(values.begin(), values.end() - 4);
+    values.insert(values.begin(), kept);
+    list(other).erase(list(other).end() - 6, list(other).end() - 4);
+    const auto result = audited();
+    EXPECT_THAT(result.violations, IsEmpty());
+    EXPECT_EQ(countOf(result, "list count 1000", End::Unrestored), 1U);
+}
+
+TEST_F(EmptiedListTest, WasEmptiedForALargerOneAlone) {
+    run.ledger().plan.recordSpread = 0;
+    EXPECT_THAT(audited().violations, Contains(StartsWith("lost: ")));
+}
+
 }  // namespace
