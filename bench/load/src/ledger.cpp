@@ -12,7 +12,7 @@ constexpr std::string_view firstLine = "qdxload ledger 2";
 constexpr std::array<std::string_view, causeCount> causeNames{
     "notConnected", "refusedRevision", "slowCollector", "noMemory", "tooLarge"};
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return std::string("\"").append(text).append("\"");
 }
 
@@ -80,7 +80,7 @@ private:
     }
 
     void expect(std::string_view literal) {
-        require(word() == literal, quoted(literal) + " expected");
+        require(word() == literal, inQuotes(literal) + " expected");
     }
 
     template <typename Number = std::uint64_t>
@@ -114,7 +114,7 @@ private:
         std::istringstream names(text);
         for (std::string name; std::getline(names, name, ',');) {
             const auto kind = kindNamed(name);
-            require(kind.has_value(), quoted(name) + " is no kind");
+            require(kind.has_value(), inQuotes(name) + " is no kind");
             kinds.push_back(*kind);
         }
         return kinds;
@@ -172,7 +172,7 @@ private:
     Cause readCause() {
         const auto name = word();
         const auto* const found = std::find(causeNames.begin(), causeNames.end(), name);
-        require(found != causeNames.end(), quoted(name) + " is no cause");
+        require(found != causeNames.end(), inQuotes(name) + " is no cause");
         return static_cast<Cause>(found - causeNames.begin());
     }
 
