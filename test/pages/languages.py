@@ -20,7 +20,7 @@ def check_console(block, page):
 
 def check_excerpt(block, page):
     """The lines stand in the file named before the block, which is built; a line "// ..." stands for any lines."""
-    path = pathlib.Path(page.unit.tree, block.note)
+    path = page.tree.source / block.note
     if not block.note or not path.is_file():
         raise Mismatch(block.line, f"name the file that this {block.language} text is of in a comment before the block")
     if not is_built(block.note, page.tree):
@@ -64,7 +64,7 @@ def check_list(block, page):
     """A list of objects, or elements of one."""
     text = "\n".join(block.lines) + "\n"
     if block.note:
-        return expect_lines(block, lines_of(page.unit.tree / block.note))
+        return expect_lines(block, lines_of(page.tree.source / block.note))
     if "<infoObjectList" not in text:
         text = text if "<objects>" in text else f"<objects>\n{text}</objects>\n"
         text = f"<infoObjectList>\n{text}</infoObjectList>\n"

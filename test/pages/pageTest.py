@@ -3,6 +3,7 @@
 With --show, it also prints what the examples type and show, for authors. Each fault is a line "page:line: what"; the first in
 a console block ends the run, because what follows builds on it.
 """
+import functools
 import pathlib
 import sys
 
@@ -20,9 +21,17 @@ class PageRun:
     """A page's unit, shell and tree, for as long as its examples run."""
 
     def __init__(self, build, source=SOURCE, shows=None):
-        self.unit = PageUnit(build, source)
+        self.build, self.source, self.shows = build, source, shows
         self.tree = Tree(source, build)
-        self.shell = Shell(self.unit.environment, self.unit.tree, shows, **self.unit.identity)
+
+    # Pages without examples to run have neither.
+    @functools.cached_property
+    def unit(self):
+        return PageUnit(self.build, self.source)
+
+    @functools.cached_property
+    def shell(self):
+        return Shell(self.unit.environment, self.unit.tree, self.shows, **self.unit.identity)
 
     def faults(self, page):
         """Yields (line, what) for all that is wrong with the examples of a page."""
@@ -42,10 +51,13 @@ class PageRun:
                     return
 
     def close(self):
+        made = vars(self)
         try:
-            self.shell.close()
+            if "shell" in made:
+                self.shell.close()
         finally:
-            self.unit.remove()
+            if "unit" in made:
+                self.unit.remove()
 
 
 def faults_of(build, path, shows):
