@@ -11,7 +11,17 @@ namespace FormatTest {
 namespace {
 
 constexpr char fence[] = "```";
-constexpr char hexFence[] = "```hex ";
+constexpr char hexFence[] = "```hex";
+
+// The last word of a comment, "<!-- file name -->".
+std::string nameIn(const std::string& comment) {
+    std::istringstream words(comment);
+    std::string previous, last;
+    for (std::string word; words >> word; last = word) {
+        previous = last;
+    }
+    return last == "-->" ? previous : "";
+}
 
 bool isHexByte(const std::string& text) {
     return text.size() == 2 && std::isxdigit(static_cast<unsigned char>(text[0])) != 0 &&
@@ -59,14 +69,15 @@ std::string textOf(const std::string& path) {
 std::vector<HexBlock> hexBlocksOf(const std::string& path) {
     std::istringstream page(textOf(path));
     std::vector<HexBlock> blocks;
+    std::string before;
     bool inside = false;
     int number = 0;
-    for (std::string line; std::getline(page, line);) {
+    for (std::string line; std::getline(page, line); before = line) {
         ++number;
-        if (line.starts_with(hexFence)) {
-            blocks.push_back({line.substr(sizeof(hexFence) - 1), {}});
+        if (line == hexFence) {
+            blocks.push_back({nameIn(before), {}});
             inside = true;
-        } else if (line.starts_with(fence)) {
+        } else if (line == fence) {
             inside = false;
         } else if (inside) {
             try {

@@ -17,7 +17,7 @@ struct HexLine {
     std::string remark;
 };
 
-// A block fenced by "```hex name".
+// A block of the language "hex", behind a comment that names the test and the example.
 struct HexBlock {
     std::string name;
     std::vector<HexLine> lines;

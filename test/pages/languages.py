@@ -94,9 +94,12 @@ def check_database(block, page):
 
 
 def check_bytes(block, page):
-    """A test of the sources compares them: the comment before names its file."""
-    if not block.note.endswith("Test.cpp") or block.note not in page.tree.sources:
+    """A test of the sources compares them: the comment before names its file, and the example if the test has several."""
+    test, _, example = block.note.partition(" ")
+    if not test.endswith("Test.cpp") or test not in page.tree.sources:
         raise Mismatch(block.line, "name the test that compares these bytes in a comment before the block")
+    if example and f'"{example}"' not in page.tree.sources[test]:
+        raise Mismatch(block.line, f"{test} knows no example {example}")
 
 
 def check_long(block, page):
