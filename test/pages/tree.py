@@ -108,7 +108,8 @@ class Tree:
         if program.startswith("build/"):
             return self._fault_of_test_program(program, arguments)
         if program == "ctest":
-            unknown = [word for word in arguments if not word.startswith("-") and word not in self.presets]
+            unknown = [name for option, name in zip(arguments, arguments[1:])
+                       if option == "--preset" and name not in self.presets]
             return f"there is no preset {unknown[0]}" if unknown else None
         return None if program in OUTSIDE else f"{program} is none of the programs that pages may name"
 
