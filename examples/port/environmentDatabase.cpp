@@ -2,6 +2,8 @@
 //
 // The key /qdx/maxFilterLimit is the variable QDX_MAXFILTERLIMIT; semicolons stand between the
 // elements of a list.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -10,8 +12,6 @@
 
 #include "corbel/dbRegistry.hpp"
 #include "tessel/util.hpp"
-
-extern char** environ;
 
 namespace Corbel::V1 {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <fstream>
 #include <mutex>
-#include <optional>
+#include <regex>
 #include <sstream>
 
 #include "collectorThread.hpp"
@@ -208,6 +208,23 @@ TEST_F(SampleLife, GoesAsThePageSays) {
     EXPECT_THAT(screen.str(), HasSubstr("47.25"));
 
     EXPECT_EQ(steps, stepsOfThePage());
+}
+
+// "about 45 ns ("1 filter")": rounded, but of the order that was measured last.
+TEST(SampleLifePage, RoundsCostsOfThePageAboutPerformance) {
+    const auto page = std::regex_replace(FormatTest::textOf(PAGE), std::regex("\\n *"), " ");
+    const auto measured = FormatTest::textOf(PERFORMANCE_PAGE);
+    const std::regex cost(R"regex(about ([0-9.]+) ns \("([^"]+)"\))regex");
+    std::size_t costs = 0;
+    for (std::sregex_iterator found(page.begin(), page.end(), cost), end; found != end; ++found) {
+        const auto row = "\n| " + (*found)[2].str() + " | ";
+        const auto at = measured.find(row);
+        ASSERT_NE(at, std::string::npos) << row;
+        const auto nanoseconds = std::stod(measured.substr(at + row.size()));
+        EXPECT_NEAR(std::stod((*found)[1]), nanoseconds, nanoseconds / 3) << row;
+        ++costs;
+    }
+    EXPECT_EQ(costs, 5U);
 }
 
 }  // namespace

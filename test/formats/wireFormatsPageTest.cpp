@@ -354,6 +354,15 @@ TEST_F(WireFormatsPageCollector, RejectsAnotherRevisionAsThePageSays) {
     EXPECT_EQ(reply->value, Qdx::V1::rejectReasonNoCommonRevision);
 }
 
+TEST_F(WireFormatsPageCollector, ComparesRevisionsAsThePageSays) {
+    const auto replyTo = [](const std::vector<std::uint32_t>& revisions) {
+        Mailbox::send(Qdx::V1::encodeConnectionRequest({}, revisions), Qdx::V1::collectorMailbox);
+        return Qdx::V1::decodeConnectionReply(Mailbox::receive())->confirmed;
+    };
+    EXPECT_TRUE(replyTo({1, 2, 255}));
+    EXPECT_FALSE(replyTo({1, 256}));
+}
+
 TEST_F(WireFormatsPageCollector, TakesTheMetadataOfThePage) {
     expectExample("metadata", metaData());
     EXPECT_FALSE(hasMetaData());
