@@ -144,8 +144,8 @@ Bytes estimateOfThisTool(const FilterCheck& check, const Catalogue& catalogue) {
 
 TEST(MemoryExample, ArithmeticIsTheCollectorsCountAndTheEstimate) {
     const auto text = cut(page(), "```filter\n", "```\n");
-    EXPECT_EQ(text, readFile(RADIO_FILTER, longestFilterFile));
-    const auto check = checkFilter(readFilterFile(RADIO_FILTER, text));
+    EXPECT_EQ(text, readFile(BUDGET_FILTER, longestFilterFile));
+    const auto check = checkFilter(readFilterFile(BUDGET_FILTER, text));
     ASSERT_TRUE(check.isGood());
     const auto catalogue = readCatalogue(RADIO_OBJECTS);
     const auto arithmetic = arithmeticOfThePage();
