@@ -4,6 +4,7 @@
 
 #include <array>
 #include <chrono>
+#include <iomanip>
 #include <map>
 #include <set>
 #include <sstream>
@@ -147,6 +148,77 @@ TEST(WireFormatsPage, QuotesTextsThatStandInTheLine) {
         }
     }
     EXPECT_GT(quotes, examples.size());
+}
+
+// --- The tables -----------------------------------------------------------------------------
+
+std::string hexNumber(std::uint32_t number) {
+    std::ostringstream text;
+    text << "0x" << std::uppercase << std::hex << std::setw(8) << std::setfill('0') << number;
+    return text.str();
+}
+
+bool pageSays(const std::string& text) {
+    return FormatTest::textOf(PAGE).find(text) != std::string::npos;
+}
+
+TEST(WireFormatsPage, NumbersTheMessagesOfTheControlProtocolAsTheSchemaDoes) {
+    const auto& schema = *ConnectionEstablishReq::descriptor()->file();
+    const std::set<std::string> served = {"ConnectionEstablishReq", "ConnectionEstablishCfm",
+                                          "ConnectionEstablishRej", "CapabilityExchangeReq",
+                                          "CapabilityExchangeCfm",  "PullFilterDataReq",
+                                          "PullFilterDataCfm",      "PullFilterDataRej",
+                                          "FilterContentsRData",    "FilterContentsRAck"};
+    for (const auto& name : served) {
+        const auto* number =
+            schema.FindMessageTypeByName(name)->FindEnumValueByName("MESSAGE_NUMBER");
+        const auto row =
+            "| " + hexNumber(static_cast<std::uint32_t>(number->number())) + " | `" + name + "` |";
+        EXPECT_TRUE(pageSays(row)) << row;
+    }
+}
+
+TEST(WireFormatsPage, NumbersTheMessagesOfFrontendsAsTheCodeDoes) {
+    using namespace Qdx::V1;
+    for (const auto number : {beConnectionReq, beConnectionCfm, beConnectionRej,
+                              beProcessMetaDataUreq, beProcessBatchesUreq}) {
+        EXPECT_TRUE(pageSays(hexNumber(number)));
+    }
+}
+
+TEST(WireFormatsPage, HasTheKeysOfContexts) {
+    const auto* message = Qdx::InfoObjectContext::descriptor();
+    for (int i = 0; i < message->field_count(); ++i) {
+        const auto* field = message->field(i);
+        const auto cells =
+            "`" + field->json_name() + "` | " + std::to_string(field->number()) + " |";
+        EXPECT_TRUE(pageSays(cells)) << cells;
+    }
+}
+
+TEST(WireFormatsPage, HasTheLimitsOfTheCode) {
+    using namespace Tessel::CommandProtocol;
+    constexpr std::size_t kibi = 1024;
+    constexpr std::size_t mebi = kibi * kibi;
+    const Tessel::Host::V1::CommandServerLimits limits;
+    const std::pair<std::string, std::size_t> said[] = {
+        {"| 8 | 4 to # |", Ozo::maxMessageSize},
+        {"| the words joined with single blanks | # bytes |", maxLine},
+        {"| payload of a request | # bytes |", maxRequest},
+        {"| payload of an answering frame | # bytes |", maxAnswer},
+        {"| clients at a time | # |", limits.clients},
+        {"is its turn | # s |", static_cast<std::size_t>(limits.stall / 1s)},
+        {"| output that waits for a client | # MiB |", limits.heldOutput / mebi},
+        {"`qdxview` takes up to # MiB", Qdx::Pull::longestInput / mebi},
+        {"of text, # MiB", Qdx::Pull::longestMessage / mebi},
+        {"(# MiB for a file of the header", Recording::maxText / mebi},
+        {"# KiB for a message", Recording::maxMessage / kibi},
+        {"# bytes for a command", Recording::maxCommand},
+    };
+    for (auto [text, number] : said) {
+        text.replace(text.find('#'), 1, std::to_string(number));
+        EXPECT_TRUE(pageSays(text)) << text;
+    }
 }
 
 // --- The values that the page names ------------------------------------------------------------

@@ -26,6 +26,7 @@ def named():
 class PortingPage(unittest.TestCase):
     def test_names_each_function_that_the_library_wants_once(self):
         self.assertEqual(sorted(named()), sorted(wanted()))
+        self.assertIn(f"wants {len(wanted())} functions", pathlib.Path(PAGE).read_text())
 
 
 if __name__ == "__main__":
