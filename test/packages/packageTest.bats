@@ -19,7 +19,7 @@ setup_file() {
 }
 
 teardown_file() {
-    umount "$root/proc" "$root/sys"
+    umount --quiet "$root/proc" "$root/sys" || true
     rm -rf --one-file-system "$root"
 }
 
