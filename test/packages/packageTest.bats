@@ -101,6 +101,15 @@ leaves_no_trace() { diff "$BATS_FILE_TMPDIR/before" <(contents); }
     lintian --fail-on error,warning build/package/*.deb
 }
 
+# One that no component has would be missing without a word.
+@test "each file that is installed is in one of the packages" {
+    DESTDIR=$BATS_TEST_TMPDIR/all cmake --install build/package >/dev/null
+    diff <(cd "$BATS_TEST_TMPDIR/all" && find . ! -type d | sort) <(
+        for package in build/package/*.deb; do
+            dpkg-deb --fsys-tarfile $package | tar -t
+        done | grep -v -e '/$' -e /doc/qdx- -e /lintian/ | sed '/\/man\//s/\.gz$//' | sort)
+}
+
 @test "collector and tools install with nothing but their dependencies" {
     dependencies=$(dependencies_of ./build/package/qdx-collector_*.deb ./build/package/qdx-tools_*.deb)
     inside apt-get install $dependencies
