@@ -1,5 +1,5 @@
 # The front door. `make run` shows the collector at work, `make test` proves it; the rest is for those who change it.
-.PHONY: run test check bench load soak endure fuzz format install
+.PHONY: run test check bench load soak endure fuzz format install package package-test
 
 # Arguments for the demonstration, e.g. make run ARGS=--keep
 ARGS ?=
@@ -59,3 +59,13 @@ install:
 	@scripts/install-deps
 	@scripts/build release
 	@cmake --install build/release
+
+# Debian packages, in build/package
+package:
+	@scripts/install-deps package
+	@scripts/build package
+	@scripts/package
+
+# Installs them into an empty Debian, starts the collector, sends, pulls and removes them; as root, with Debian's mirror at hand.
+package-test: package
+	@scripts/package-test

@@ -20,7 +20,8 @@ setup() {
     export UNIT_ROOT=$BATS_TEST_TMPDIR
     database=$UNIT_ROOT/opt/zelvasw/srv/database/qdx/swdb.cfg
     mkdir -p "${database%/*}"
-    sed "s|@INFO_OBJECT_LIST@|$OUTSIDE/infoObjectList.xml|" "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg" >"$database"
+    sed "s|^infoObjectListFilePath = .*|infoObjectListFilePath = '$OUTSIDE/infoObjectList.xml'|" \
+        "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg" >"$database"
     qdxd='' frontend=''
 }
 

@@ -27,7 +27,10 @@ answers() {
     database=$UNIT_ROOT/opt/zelvasw/srv/database/qdx/swdb.cfg
     list=$PREFIX/share/doc/qdxbe/examples/host/infoObjectList.xml
     mkdir -p "${database%/*}"
-    sed "s|@INFO_OBJECT_LIST@|$list|" "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg" >"$database"
+    # It names the list in the folder that was configured for the installation.
+    grep -qx 'infoObjectListFilePath = "/.*/share/doc/qdxbe/examples/host/infoObjectList.xml"' \
+        "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg"
+    sed "s|\"/.*/share|\"$PREFIX/share|" "$PREFIX/share/doc/qdxbe/examples/host/swdb.cfg" >"$database"
     "$PREFIX/sbin/qdxd" >"$UNIT_ROOT/log" 2>&1 3>&- &
     qdxd=$!
     await answers

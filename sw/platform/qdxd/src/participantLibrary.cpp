@@ -25,8 +25,7 @@ bool isThere(const fs::path& path) {
 std::string findCollectorLibrary() {
     std::error_code ignored;
     const auto beside = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-    const std::array<fs::path, 3> directories{beside, beside.parent_path() / "lib",
-                                              QDX_LIBRARY_DIR};
+    const std::array<fs::path, 2> directories{beside, beside.parent_path() / QDX_LIBRARY_DIR};
     for (const auto& directory : directories) {
         if (isThere(directory / collectorLibrary)) {
             return directory / collectorLibrary;
