@@ -8,9 +8,9 @@ setup() {
     mkdir -p "$UNIT_ROOT/run"
 }
 
-@test "help names the commands and every exit status" {
+@test "help names the commands, and help of a command its options" {
     run -0 "$QFCI" --help
-    for word in pull connect ping 64 65 66 69 71 73 74 75 76 128; do
+    for word in pull connect ping; do
         [[ $output == *"$word"* ]]
     done
     run -0 "$QFCI" pull --help
