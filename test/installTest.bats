@@ -68,8 +68,9 @@ programs=(bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdx-replay bin/qdxview 
         [ "$status" -eq 0 ]
         [[ $output == "complete -F _"*" $program" ]]
         run zsh -f -c "fpath=('$PREFIX/share/zsh/vendor-completions' \$fpath); autoload -Uz compinit; compinit -u -D
-            print \${_comps[$program]-} \${(k)_patcomps[(r)_$program]-}"
-        [[ $output =~ _(dch|$program) ]]
+            print \${_patcomps[$program]-\$_comps[$program]}"
+        [[ $program == rodc || $output == "_$program" ]]
+        [[ $program != rodc || $output == _dch ]]
     done
 }
 

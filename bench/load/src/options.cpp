@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
+#include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
 
 namespace QdxLoad {
@@ -54,7 +55,7 @@ void addShape(CLI::App& app, Plan& plan) {
     app.add_option("--kinds", plan.kinds, "Kinds in turn, of measurement, counter and record")
         ->delimiter(',')
         ->type_name("KIND,...")
-        ->transform(CLI::CheckedTransformer(kinds).description(""));
+        ->transform(Qdx::CommandLine::oneOf(kinds));
     app.add_option("--record-size", plan.recordSize, "Bytes of the smallest record; 64")
         ->type_name("BYTES")
         ->check(CLI::Range(smallestRecord, largestRecord));
@@ -146,9 +147,8 @@ Options finish(const CLI::App& app, Parsed& parsed) {
 
 std::optional<Options> parseOptions(int argc, const char* const* argv, int& exitStatus) {
     Parsed parsed;
-    CLI::App app(
-        "Sends measurements, counters and records to the collector, and checks pulls.",
-        "qdxload");
+    CLI::App app("Sends measurements, counters and records to the collector, and checks pulls.",
+                 "qdxload");
     Qdx::CommandLine::prepare(app);
     addShape(app, parsed.options.plan);
     addRun(app, parsed);

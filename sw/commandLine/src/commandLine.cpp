@@ -12,10 +12,17 @@ namespace Qdx::CommandLine {
 
 namespace {
 
+// A word that nobody knows is told before one that is missing: it may be that one with a slip.
+std::string faultOf(const CLI::App& app, const CLI::ParseError& end) {
+    const auto unknown = app.remaining(true);
+    const bool isMissing = end.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    return isMissing && !unknown.empty() ? CLI::ExtrasError(unknown).what() : end.what();
+}
+
 // The words end the parsing when they ask for help or the version, too.
 int finish(const CLI::App& app, const CLI::ParseError& end) {
     if (end.get_exit_code() != 0) {
-        return refuse(app, end.what());
+        return refuse(app, faultOf(app, end));
     }
     app.exit(end);
     if (std::cout.flush()) {

@@ -1,4 +1,5 @@
-// Lays help out for a screen of 80 columns: a line of usage, what the program is for, and a row for each thing to type.
+// Lays help out for a screen of 80 columns: a line of usage, what the program is for, and a row for
+// each thing to type.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+#include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
 
 #include <gmock/gmock.h>
@@ -65,17 +66,17 @@ TEST_F(CommandLineTest, HelpHasARowForEachThingToType) {
 
 TEST_F(CommandLineTest, HelpWrapsLongTextsInTheirColumn) {
     app.add_flag("--all", flag, "One two three four five six seven eight nine ten eleven twelve");
-    EXPECT_THAT(parse({"-h"}).output,
-                testing::HasSubstr(
-                    "  --all                  One two three four five six seven eight nine ten eleven\n"
-                    "                         twelve\n"));
+    EXPECT_THAT(
+        parse({"-h"}).output,
+        testing::HasSubstr(
+            "  --all                  One two three four five six seven eight nine ten eleven\n"
+            "                         twelve\n"));
 }
 
 TEST_F(CommandLineTest, HelpPutsTheTextBelowALongName) {
     app.add_flag("--a-name-that-takes-much-room", flag, "Text");
-    EXPECT_THAT(parse({"-h"}).output,
-                testing::HasSubstr("  --a-name-that-takes-much-room\n"
-                                   "                         Text\n"));
+    EXPECT_THAT(parse({"-h"}).output, testing::HasSubstr("  --a-name-that-takes-much-room\n"
+                                                         "                         Text\n"));
 }
 
 TEST_F(CommandLineTest, CommandsHaveHelpOfTheirOwn) {
@@ -105,6 +106,27 @@ TEST_F(CommandLineTest, FaultsAreOneLine) {
         EXPECT_THAT(run.error, testing::StartsWith("show: "));
         EXPECT_THAT(run.error, testing::EndsWith("; see show --help\n"));
         EXPECT_EQ(std::count(run.error.begin(), run.error.end(), '\n'), 1);
+    }
+}
+
+TEST_F(CommandLineTest, AnUnknownWordIsToldBeforeAMissingOne) {
+    app.add_option("OTHER", file)->required();
+    EXPECT_THAT(parse({"--bogus"}).error, testing::HasSubstr("--bogus"));
+    EXPECT_THAT(parse({}).error, testing::HasSubstr("OTHER"));
+}
+
+TEST_F(CommandLineTest, AChoiceTakesItsNamesAndTellsThem) {
+    enum class Color { Red, Green };
+    auto color = Color::Red;
+    app.add_option("--color", color)
+        ->transform(
+            oneOf(std::map<std::string, Color>{{"red", Color::Red}, {"green", Color::Green}}));
+    EXPECT_EQ(parse({"--color", "green"}).end, std::nullopt);
+    EXPECT_EQ(color, Color::Green);
+    for (const auto* wrong : {"blue", "1", ""}) {
+        EXPECT_EQ(
+            parse({"--color", wrong}).error,
+            "show: --color: '" + std::string(wrong) + "' is none of green, red; see show --help\n");
     }
 }
 

@@ -1,4 +1,5 @@
-// How programs take their command lines: help that fits a screen, the version, and faults in one line.
+// How programs take their command lines: help that fits a screen, the version, and faults in one
+// line.
 //
 //     CLI::App app("Shows what a pull gave.", "qdxview");
 //     Qdx::CommandLine::prepare(app);
@@ -17,12 +18,12 @@ class App;
 
 namespace Qdx::CommandLine {
 
-// Gives the program -h, --help and --version, and its help one layout. To be called before options and commands are added:
-// commands take the layout from the program.
+// Gives the program -h, --help and --version, and its help one layout. To be called before options
+// and commands are added: commands take the layout from the program.
 void prepare(CLI::App& app);
 
-// Takes the words. Empty if the program is to go on; otherwise the exit status to end with, after help or the version went
-// to standard output, or a fault to standard error.
+// Takes the words. Empty if the program is to go on; otherwise the exit status to end with, after
+// help or the version went to standard output, or a fault to standard error.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv);
 
 // Tells a fault that shows only behind the parsing, and gives EX_USAGE.

@@ -69,8 +69,8 @@ TEST_F(DchTest, PrintsFiftyMegabytesWhole) {
 TEST_F(DchTest, SaysWhereItLookedForACollector) {
     Process dch({DCH, "filter", "status"});
     EXPECT_EQ(dch.awaitExit(), 69);
-    EXPECT_EQ(dch.error(),
-              "dch: no collector answers at " + socketPath() + ": No such file or directory" + remedy);
+    EXPECT_EQ(dch.error(), "dch: no collector answers at " + socketPath() +
+                               ": No such file or directory" + remedy);
     EXPECT_EQ(dch.output(), "");
 }
 

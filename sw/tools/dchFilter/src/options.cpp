@@ -41,7 +41,8 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     CLI::App app("Makes a filter of the collector from a file that describes it.", "dch-filter");
     app.footer(footer);
     Qdx::CommandLine::prepare(app);
-    app.add_option("FILE", options.input, "The filter; standard input if not given, or -")->type_name("");
+    app.add_option("FILE", options.input, "The filter; standard input if not given, or -")
+        ->type_name("");
     app.add_flag("--check", options.checkOnly, "Only check the file; needs no collector");
     auto* catalogue = app.add_option("--catalogue", options.catalogue,
                                      "Only check, and show what the filter captures of this info "
@@ -52,11 +53,13 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
         ->check(isDecimal)
         ->check(CLI::Range(lowestRate, highestRate))
         ->needs(catalogue);
-    app.add_option("--record-size", options.report.load.recordSize, "With --catalogue: bytes of each record; 100")
+    app.add_option("--record-size", options.report.load.recordSize,
+                   "With --catalogue: bytes of each record; 100")
         ->type_name("BYTES")
         ->check(CLI::Range(std::size_t{0}, largestRecord))
         ->needs(catalogue);
-    auto* unit = app.add_option("--budget", budget, "With --catalogue: the unit's limit for all filters together")
+    auto* unit = app.add_option("--budget", budget,
+                                "With --catalogue: the unit's limit for all filters together")
                      ->type_name("BYTES")
                      ->check(CLI::Range(std::uint64_t{1}, largestLimit))
                      ->needs(catalogue);

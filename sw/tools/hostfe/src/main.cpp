@@ -28,9 +28,8 @@ CLI::Validator between(double low, double high) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app(
-        "Sends measurements, counters and records of this Linux machine to the collector.",
-        "hostfe");
+    CLI::App app("Sends measurements, counters and records of this Linux machine to the collector.",
+                 "hostfe");
     Qdx::CommandLine::prepare(app);
     HostFe::Options options;
     double seconds = 0;

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
 
 namespace Qdxview {
@@ -18,12 +19,11 @@ constexpr std::size_t narrowest = 20;
 constexpr std::size_t widest = 1000;
 
 void addOptions(CLI::App& app, Options& options) {
-    app.add_option("FILE", options.input,
-                   "What the pull gave; standard input if not given, or -")
+    app.add_option("FILE", options.input, "What the pull gave; standard input if not given, or -")
         ->type_name("");
     app.add_option("--format", options.format, "table, text, csv, json or raw; table if not given")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(Qdx::Pull::formats()).description(""));
+        ->transform(Qdx::CommandLine::oneOf(Qdx::Pull::formats()));
     app.add_option("--catalogue", options.catalogue,
                    "Info object list to take names, units and types from")
         ->type_name("FILE");

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
 
 namespace Qfci {
@@ -41,7 +42,7 @@ void addPull(CLI::App& app, Options& options) {
     pull->add_option("--format", options.format,
                      "raw, json, csv, text or table; if not given, table for a terminal, else raw")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(Qdx::Pull::formats()).description(""));
+        ->transform(Qdx::CommandLine::oneOf(Qdx::Pull::formats()));
     pull->add_option("--catalogue", options.catalogue,
                      "Info object list to take names and units from")
         ->type_name("FILE");

@@ -39,7 +39,7 @@ setup() {
         # shellcheck disable=SC2086
         run -69 --separate-stderr "$QFCI" $words
         [ -z "$output" ]
-        [ "$stderr" = "qfci: there is no collector: nobody has the mailbox QdxFilterCtrlI, or it may not be seen" ]
+        [ "$stderr" = "qfci: there is no collector: nobody has the mailbox QdxFilterCtrlI, or it may not be seen; start qdxd, or set UNIT_ROOT to the root of its unit" ]
     done
 }
 

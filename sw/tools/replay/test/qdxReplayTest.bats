@@ -54,6 +54,12 @@ bats_require_minimum_version 1.5.0
     [ -z "$output" ]
 }
 
+@test "what a terminal would act on isn't shown" {
+    printf '0 \x1b[2J\xff\n' > "$BATS_TEST_TMPDIR/expected"
+    run -1 "$QDX_REPLAY" "$RECORDINGS/faulty.rec" --expect "$BATS_TEST_TMPDIR/expected"
+    [ "${lines[1]}" = "  expected: 0 ?[2J?" ]
+}
+
 @test "a missing end is told, and what is there is played" {
     head -c -1 "$RECORDINGS/oddMessages.rec" > "$BATS_TEST_TMPDIR/cut.rec"
     run -0 --separate-stderr "$QDX_REPLAY" "$BATS_TEST_TMPDIR/cut.rec"
