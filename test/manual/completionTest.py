@@ -19,7 +19,6 @@ COMPLETIONS = manual.TREE / "packaging/completion"
 HERE = manual.TREE / "test/manual"
 # qdxload isn't installed.
 INSTALLED = ["dch", "rodc", "dch-filter", "hostfe", "qdx-replay", "qdxd", "qdxview", "qfci"]
-FORMATS = ["csv", "json", "raw", "table", "text"]
 
 
 class Terminal:
@@ -136,9 +135,15 @@ class CompletionTest(unittest.TestCase):
                     option for option in options if option.startswith("--")} | common
         self.expect_offers(expected)
 
+    def formats(self, program, *words):
+        """The names that the program tells to whoever gives another."""
+        answer = self.unit.run(program, *words, "--format", "none", expect=[64])
+        return re.search("is none of (.*);", answer.error).group(1).split(", ")
+
     def test_values_are_those_that_the_program_takes(self):
         self.expect_offers({
-            "qdxview --format ": FORMATS,
+            "qdxview --format ": self.formats("qdxview"),
+            "qfci pull 11 --format ": self.formats("qfci", "pull", "11"),
             "qdxview --format j": ["json"],
             "qfci pull 11 --format t": ["table", "text"],
             "qfci ": ["connect", "ping", "pull"],

@@ -17,7 +17,7 @@ protected:
         setenv("TERM", "xterm", 1);
         unsetenv("NO_COLOR");
     }
-    ~TerminalTest() override {
+    void TearDown() override {
         close(screen);
         close(keyboard);
     }
