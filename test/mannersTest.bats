@@ -35,6 +35,12 @@ teardown() {
     [ -z "$qdxd" ] || { kill -TERM "$qdxd" && wait "$qdxd"; }
 }
 
+start_collector() {
+    qdxd --library "$BUILD/sw/backend/libqdxbe.so" 2>log 3>&- &
+    qdxd=$!
+    await grep -q '^qdxd: ready' log
+}
+
 programs=(qdxd dch rodc dch-filter hostfe qdxview qfci qdx-replay qdxload)
 
 # Files refuse root nothing, unless root does without its privileges.
@@ -77,9 +83,7 @@ expect_mistakes() {
 }
 
 @test "help with the collector's subcommands fits a screen, too" {
-    qdxd --library "$BUILD/sw/backend/libqdxbe.so" 2>log 3>&- &
-    qdxd=$!
-    await grep -q '^qdxd: ready' log
+    start_collector
     for program in dch rodc; do
         run -0 --separate-stderr "$program" --help
         [ -z "$stderr" ]
@@ -236,5 +240,37 @@ lose_output() {
         run env TERM=xterm NO_COLOR= bash -c "echo filter status | $command 2>&1"
         [ -n "$output" ]
         [[ $output != *$'\e'* ]]
+    done
+}
+
+# Pulls at a terminal, with variables for its environment, for longer than a person waits without a word.
+pull_slowly() {
+    env "$@" script -qec 'qfci pull 11 --output pipe' shown </dev/null >/dev/null 3>&- &
+    local pull=$! byte
+    exec 9<pipe
+    read -r -N 1 byte <&9
+    sleep 0.6
+    cat <&9 >/dev/null
+    exec 9<&-
+    wait "$pull"
+}
+
+@test "a long pull tells how far it is where it may renew a line" {
+    local database=$UNIT_ROOT/opt/zelvasw/srv/database/qdx/swdb.cfg
+    local load=(--objects 1 --contexts 1 --kinds record --record-size 50000)
+    mkdir -p "${database%/*}"
+    qdxload "${load[@]}" --list objects.xml
+    printf '[qdx]\nenabled = 1\ninfoObjectListFilePath = "%s"\n' "$PWD/objects.xml" >"$database"
+    start_collector
+    printf 'limit 0\nlist count 20\n' | dch-filter
+    qdxload "${load[@]}" --wait --rate 50 --seconds 0.5
+    mkfifo pipe
+
+    pull_slowly TERM=xterm NO_COLOR=
+    grep -q $'\r\e\\[K  [0-9.]* MB, ' shown
+    for plain in TERM=dumb 'TERM=xterm NO_COLOR=1'; do
+        # shellcheck disable=SC2086
+        pull_slowly $plain
+        run ! grep -q $'\e' shown
     done
 }
