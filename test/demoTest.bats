@@ -72,8 +72,15 @@ start_demo() {
 }
 
 @test "renews one line of progress on a terminal" {
-    script -qec "$demo --build $build --seconds 2" "$out" </dev/null
+    TERM=xterm NO_COLOR='' script -qec "$demo --build $build --seconds 2" "$out" </dev/null
     grep -q $'\r\033\\[K1 of 2 s: .*\r\033\\[K2 of 2 s: ' "$out"
+    nothing_runs
+}
+
+@test "writes plain lines on a terminal where nothing else is wanted" {
+    TERM=xterm NO_COLOR=1 script -qec "$demo --build $build --seconds 1" "$out" </dev/null
+    grep -q '^1 of 1 s: ' "$out"
+    [ "$(grep -c $'\033' "$out")" -eq 0 ]
     nothing_runs
 }
 

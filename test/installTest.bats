@@ -48,8 +48,10 @@ answers() {
     [ -f "${library%/*}/libqdxbe_lttng.so" ]
 }
 
+programs=(bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdx-replay bin/qdxview bin/qfci sbin/qdxd)
+
 @test "every installed program tells its version, and has a manual page" {
-    for program in bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdxview bin/qfci sbin/qdxd; do
+    for program in "${programs[@]}"; do
         run "$PREFIX/$program" --version
         [ "$status" -eq 0 ]
         [[ $output == "${program#*/} "[0-9]* ]]
@@ -57,11 +59,21 @@ answers() {
     done
 }
 
-@test "the completion of Bash is installed under the name of each program" {
-    for program in dch rodc; do
+@test "the files and languages have manual pages" {
+    for page in qdx-database.5 qdx-filter.5 qdx-objects.5 qdx-output.5 qdx-capture.7; do
+        mandoc -T lint -W error "$PREFIX/share/man/man${page#*.}/$page"
+    done
+}
+
+@test "the completions are installed where each shell looks for that of a program" {
+    for program in "${programs[@]##*/}"; do
         run bash --norc -c "source '$PREFIX/share/bash-completion/completions/$program' && complete -p $program"
         [ "$status" -eq 0 ]
-        [ "$output" = "complete -F _dch $program" ]
+        [[ $output == "complete -F _"*" $program" ]]
+        run zsh -f -c "fpath=('$PREFIX/share/zsh/vendor-completions' \$fpath); autoload -Uz compinit; compinit -u -D
+            print \${_patcomps[$program]-\$_comps[$program]}"
+        [[ $program == rodc || $output == "_$program" ]]
+        [[ $program != rodc || $output == _dch ]]
     done
 }
 

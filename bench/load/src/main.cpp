@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <new>
@@ -85,6 +86,10 @@ int sendLoad(const Options& options, const Send& send) {
 // ---- Checking
 
 Ledger readLedgerFile(const std::string& path) {
+    std::error_code unknown;
+    if (std::filesystem::is_directory(path, unknown)) {
+        throw Qdx::Pull::NoInput(path + ": is a directory");
+    }
     std::ifstream file(path);
     if (!file) {
         throw Qdx::Pull::NoInput(path + ": " + std::generic_category().message(errno));
@@ -194,7 +199,9 @@ int guardedMain(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        return guardedMain(argc, argv);
+        const int status = guardedMain(argc, argv);
+        return status != EX_OK || std::cout.flush() ? status
+                                                    : report("cannot write the output", EX_IOERR);
     } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {

@@ -9,6 +9,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -215,6 +216,9 @@ int guardedMain(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return guardedMain(argc, argv);
+    } catch (const std::bad_alloc&) {
+        say("not enough memory");
+        return EX_OSERR;
     } catch (const std::exception& error) {
         say(error.what());
         return EX_SOFTWARE;

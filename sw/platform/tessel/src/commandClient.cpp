@@ -19,9 +19,22 @@ using namespace CommandProtocol;
 
 namespace {
 
+// What whoever typed the command can do.
+const char* remedyFor(int error) {
+    switch (error) {
+        case ENOENT:
+        case ECONNREFUSED:
+            return "; start qdxd, or set UNIT_ROOT to the root of its unit";
+        case EACCES:
+            return "; only members of the group of that folder may type commands";
+        default:
+            return "";
+    }
+}
+
 [[noreturn]] void failUnreachable(const std::string& path, int error) {
     throw Unreachable("no collector answers at " + path + ": " +
-                      std::system_category().message(error));
+                      std::system_category().message(error) + remedyFor(error));
 }
 
 [[noreturn]] void failCutShort(const std::string& why) {

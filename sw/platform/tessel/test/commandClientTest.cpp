@@ -55,7 +55,8 @@ protected:
 TEST_F(CommandClientTest, SaysWhereItLookedForAServer) {
     EXPECT_THAT([] { type({"echo"}); },
                 ThrowsMessage<Unreachable>("no collector answers at " + socketPath() +
-                                           ": No such file or directory"));
+                                           ": No such file or directory; start qdxd, or set "
+                                           "UNIT_ROOT to the root of its unit"));
 }
 
 TEST_F(CommandClientTest, SaysThatThePathIsTooLong) {

@@ -34,6 +34,14 @@ Table parseTable(std::string_view lines) {
     return table;
 }
 
+std::string layOutSyntax(const Table& table) {
+    std::string text;
+    for (const auto& row : table) {
+        text += "  " + row.syntax + '\n';
+    }
+    return text;
+}
+
 std::string layOutTable(const Table& table) {
     std::string text;
     for (const auto& row : table) {

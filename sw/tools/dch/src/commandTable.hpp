@@ -19,6 +19,9 @@ using Table = std::vector<Row>;
 // From lines "syntax TAB help".
 Table parseTable(std::string_view lines);
 
+// The syntax of each row.
+std::string layOutSyntax(const Table& table);
+
 // The syntax of each row, and the help below it, indented and cut between words at the width of a
 // terminal.
 std::string layOutTable(const Table& table);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "collector.hpp"
@@ -29,18 +30,13 @@ void writeUsage(const std::string& name) {
     Dch::writeOutput(
         "usage: " + name + " SUBCOMMAND [WORD]...\n       " + name +
         " --interactive [--keep-going]\n       " + name +
-        " --help | --version\n\n"
-        "Types a command to the collector at $UNIT_ROOT/run/tessel/command.sock,\n"
-        "prints what it says and exits with its status; 69 if there is no collector.\n\n"
-        "  -i, --interactive  Type commands line by line, with completion and history if\n"
-        "                     standard input is a terminal. Otherwise each of its lines is\n"
-        "                     a command, those that begin with # are comments, and the\n"
-        "                     first that fails is the last. $transaction and $filter stand\n"
-        "                     for the numbers that the latest 'dch fs create' and\n"
-        "                     'dch fs commit' gave.\n"
-        "  -k, --keep-going   Go on after a line that failed; exit with the status of the\n"
-        "                     first that did.\n"
-        "      --complete     Print what the last of the words that follow can become.\n");
+        " --help | --version\n"
+        "Types a command to the collector, and exits with its status; see dch(1).\n"
+        "  -i, --interactive  Type commands line by line, or take them from a pipe\n"
+        "  -k, --keep-going   With -i from a pipe: go on after a line that failed\n"
+        "      --complete     Print what the last of the words that follow can become\n"
+        "  -h, --help         Print this, and the subcommands that the collector has\n"
+        "      --version      Print the version\n");
 }
 
 // The rows of the collector's table, and why there are none if it tells none.
@@ -69,7 +65,7 @@ int writeHelp(const std::string& name) {
     writeUsage(name);
     const auto answer = askForSubcommands(name);
     if (answer.complaint.empty()) {
-        Dch::writeOutput("\nSubcommands:\n" + Dch::layOutTable(Dch::parseTable(answer.rows)));
+        Dch::writeOutput("\nSubcommands:\n" + Dch::layOutSyntax(Dch::parseTable(answer.rows)));
     } else {
         Dch::writeError(name + ": the subcommands are the collector's to tell: " +
                         Tessel::Util::trim(answer.complaint) + '\n');
@@ -119,8 +115,8 @@ int act(const Options& options) {
     return typeCommand(options.words);
 }
 
-int report(const std::string& name, const std::exception& error, int status) {
-    std::cerr << name << ": " << error.what() << '\n';
+int report(const std::string& name, const char* what, int status) {
+    std::cerr << name << ": " << what << '\n';
     return status;
 }
 
@@ -135,13 +131,15 @@ int main(int argc, char** argv) {
     try {
         return act(Dch::parseOptions(words));
     } catch (const Dch::WrongUsage& error) {
-        return report(words.front(), error, EX_USAGE);
+        return report(words.front(), error.what(), EX_USAGE);
     } catch (const Unreachable& error) {
-        return report(words.front(), error, EX_UNAVAILABLE);
+        return report(words.front(), error.what(), EX_UNAVAILABLE);
     } catch (const AnswerCutShort& error) {
-        return report(words.front(), error, EX_SOFTWARE);
+        return report(words.front(), error.what(), EX_SOFTWARE);
+    } catch (const std::bad_alloc&) {
+        return report(words.front(), "not enough memory", EX_OSERR);
     } catch (const std::exception& error) {
-        return report(words.front(), error, EX_IOERR);
+        return report(words.front(), error.what(), EX_IOERR);
     } catch (const Dch::OutputLost&) {
         return EX_IOERR;
     }

@@ -17,6 +17,10 @@ TEST(CommandTableTest, IsLaidOutWithTheHelpBelowTheSyntax) {
               "  dch a <x>\n      Does a.\n  dch b\n");
 }
 
+TEST(CommandTableTest, IsLaidOutWithoutItsHelpToFitAScreen) {
+    EXPECT_EQ(layOutSyntax({{"dch a <x>", "Does a."}, {"dch b", ""}}), "  dch a <x>\n  dch b\n");
+}
+
 TEST(CommandTableTest, CutsHelpBetweenWordsBeforeColumn80) {
     const std::string word(34, 'w');
     EXPECT_EQ(layOutTable({{"s", word + ' ' + word + ' ' + word}}),

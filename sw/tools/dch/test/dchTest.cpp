@@ -14,6 +14,8 @@ using Tessel::CommandProtocol::socketPath;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+const std::string remedy = "; start qdxd, or set UNIT_ROOT to the root of its unit\n";
+
 class DchTest : public testing::Test {
 protected:
     const UnitRoot unit;
@@ -67,8 +69,8 @@ TEST_F(DchTest, PrintsFiftyMegabytesWhole) {
 TEST_F(DchTest, SaysWhereItLookedForACollector) {
     Process dch({DCH, "filter", "status"});
     EXPECT_EQ(dch.awaitExit(), 69);
-    EXPECT_EQ(dch.error(),
-              "dch: no collector answers at " + socketPath() + ": No such file or directory\n");
+    EXPECT_EQ(dch.error(), "dch: no collector answers at " + socketPath() +
+                               ": No such file or directory" + remedy);
     EXPECT_EQ(dch.output(), "");
 }
 
@@ -77,8 +79,7 @@ TEST_F(DchTest, PrintsTheTableOfItsSubcommands) {
     Process bare({DCH});
     EXPECT_EQ(bare.awaitExit(), 0);
     EXPECT_THAT(bare.output(), StartsWith("usage: dch SUBCOMMAND"));
-    EXPECT_THAT(bare.output(), HasSubstr("  dch echo <word>\n      Says the words back.\n"
-                                         "  dch exit <status>\n      Exits with the status.\n"));
+    EXPECT_THAT(bare.output(), HasSubstr("  dch echo <word>\n  dch exit <status>\n"));
     Process help({DCH, "--help"});
     EXPECT_EQ(help.awaitExit(), 0);
     EXPECT_EQ(help.output(), bare.output());
@@ -86,7 +87,7 @@ TEST_F(DchTest, PrintsTheTableOfItsSubcommands) {
 
 TEST_F(DchTest, CutsLongHelpBetweenWordsAtTheWidthOfATerminal) {
     const Daemon daemon;
-    Process help({DCH, "--help"});
+    Process help({"/bin/sh", "-c", "echo help | " DCH " -i"});
     EXPECT_EQ(help.awaitExit(), 0);
     EXPECT_THAT(help.output(), HasSubstr("  dch hold <pipe>\n"
                                          "      Waits, with all the patience that a command can "
@@ -101,7 +102,7 @@ TEST_F(DchTest, TellsItsUsageWithoutACollectorToo) {
         EXPECT_THAT(help.output(), StartsWith("usage: dch SUBCOMMAND"));
         EXPECT_EQ(help.error(),
                   "dch: the subcommands are the collector's to tell: no collector answers at " +
-                      socketPath() + ": No such file or directory\n");
+                      socketPath() + ": No such file or directory" + remedy);
     }
 }
 

@@ -132,7 +132,9 @@ TEST_F(ScriptTest, SaysInOneLineThatThereIsNoCollector) {
         run("# nobody there\nfilter status\n"),
         (Answer{69, "",
                 "dch: line 2: 'filter status' failed: no collector answers at " +
-                    Tessel::CommandProtocol::socketPath() + ": No such file or directory\n"}));
+                    Tessel::CommandProtocol::socketPath() +
+                    ": No such file or directory; start qdxd, or set UNIT_ROOT to the root of its "
+                    "unit\n"}));
 }
 
 TEST_F(ScriptTest, SaysInOneLineThatTheCollectorWentInTheMiddle) {

@@ -4,8 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
+#include "commandLine/commandLine.hpp"
 #include "hostFrontend.hpp"
 
 namespace {
@@ -23,42 +25,32 @@ CLI::Validator between(double low, double high) {
             range};
 }
 
-// Asking for help or version ends the parsing too.
-int report(const CLI::App& app, const CLI::ParseError& end) {
-    if (end.get_exit_code() == 0) {
-        return app.exit(end);
-    }
-    std::cerr << "hostfe: " << end.what() << "; see hostfe --help\n";
-    return EX_USAGE;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app(
-        "Sends measurements, counters and records of this Linux machine to the collector.");
-    app.set_version_flag("--version", "hostfe " QDX_VERSION);
+    CLI::App app("Sends measurements, counters and records of this Linux machine to the collector.",
+                 "hostfe");
+    Qdx::CommandLine::prepare(app);
     HostFe::Options options;
     double seconds = 0;
     double registerSeconds = options.registerPeriod.count();
-    app.add_option("--rate", options.rateHz, "Batches per second")
-        ->check(between(0.1, 1000))
-        ->capture_default_str();
+    app.add_option("--rate", options.rateHz, "Batches a second; 10 if not given")
+        ->type_name("HERTZ")
+        ->check(between(0.1, 1000));
     const auto* duration =
-        app.add_option("--duration", seconds, "Seconds to run; until it is stopped without it")
+        app.add_option("--duration", seconds, "Time to run; until it is stopped if not given")
+            ->type_name("SECONDS")
             ->check(between(0.001, 1e9));
     app.add_option("--register-period", registerSeconds,
-                   "Seconds between records of an interface's counters; an error is told at once")
-        ->check(between(1, 86'400))
-        ->capture_default_str();
+                   "Time between records of an interface's counters; 10 if not given")
+        ->type_name("SECONDS")
+        ->check(between(1, 86'400));
     app.add_option("--host-root", options.hostRoot,
-                   "Directory that holds proc, sys and etc of the machine to watch")
-        ->check(CLI::ExistingDirectory)
-        ->capture_default_str();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& end) {
-        return report(app, end);
+                   "Where proc, sys and etc of the machine to watch are; / if not given")
+        ->type_name("DIRECTORY")
+        ->check(CLI::ExistingDirectory);
+    if (const auto end = Qdx::CommandLine::parse(app, argc, argv)) {
+        return *end;
     }
     options.registerPeriod = std::chrono::duration<double>(registerSeconds);
     if (duration->count() > 0) {
@@ -66,6 +58,9 @@ int main(int argc, char** argv) {
     }
     try {
         HostFe::runHostFrontend(options);
+    } catch (const std::bad_alloc&) {
+        std::cerr << "hostfe: not enough memory\n";
+        return EX_OSERR;
     } catch (const std::exception& error) {
         std::cerr << "hostfe: " << error.what() << '\n';
         return EX_UNAVAILABLE;

@@ -1,8 +1,9 @@
 #include "options.hpp"
 
-#include <sysexits.h>
-
 #include <CLI/CLI.hpp>
+
+#include "commandLine/choice.hpp"
+#include "commandLine/commandLine.hpp"
 
 namespace Qdxview {
 
@@ -12,22 +13,19 @@ constexpr const char* examples =
     "Examples:\n"
     "  dch filter pull keep 11 | qdxview --catalogue infoObjectList.xml\n"
     "  qdxview --format csv --catalogue infoObjectList.xml --output pull.csv pull.txt\n"
-    "  qdxview --format json pull.txt | jq .radioMetaData\n\n"
-    "Exit status: 0; 64 wrong usage; 65 input that is damaged; 66 no such file; 73 output that\n"
-    "cannot be created; 74 output lost.";
+    "  qdxview --format json pull.txt | jq .radioMetaData";
 
 constexpr std::size_t narrowest = 20;
 constexpr std::size_t widest = 1000;
 
 void addOptions(CLI::App& app, Options& options) {
-    app.add_option("FILE", options.input,
-                   "What the pull gave, as text or raw bytes; standard input if not given")
+    app.add_option("FILE", options.input, "What the pull gave; standard input if not given, or -")
         ->type_name("");
     app.add_option("--format", options.format, "table, text, csv, json or raw; table if not given")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(Qdx::Pull::formats()).description(""));
+        ->transform(Qdx::CommandLine::oneOf(Qdx::Pull::formats()));
     app.add_option("--catalogue", options.catalogue,
-                   "Info object list file to take names, units and types from")
+                   "Info object list to take names, units and types from")
         ->type_name("FILE");
     app.add_option("--output", options.output, "File to write, instead of standard output")
         ->type_name("FILE");
@@ -45,14 +43,12 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     CLI::App app("Shows people what a pull of the collector gave, and converts it for programs.",
                  "qdxview");
     app.footer(examples);
-    app.set_version_flag("--version", "qdxview " QDX_VERSION);
+    Qdx::CommandLine::prepare(app);
     addOptions(app, options);
     app.add_flag("--raw", raw, "Take the input for raw bytes, whatever it begins with");
     app.add_flag("--ascii", ascii, "Only ASCII characters in tables and text");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& end) {
-        exitStatus = app.exit(end) == 0 ? EX_OK : EX_USAGE;
+    if (const auto end = Qdx::CommandLine::parse(app, argc, argv)) {
+        exitStatus = *end;
         return std::nullopt;
     }
     options.inputForm = raw ? Qdx::Pull::InputForm::Raw : Qdx::Pull::InputForm::Any;

@@ -8,6 +8,22 @@ namespace Qfci {
 
 using Qdx::Control::Outcome;
 
+namespace {
+
+// What whoever typed the command can do.
+const char* remedyFor(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::NoCollector:
+            return "; start qdxd, or set UNIT_ROOT to the root of its unit";
+        case Outcome::SystemFailure:
+            return "; is $UNIT_ROOT/run there, and may it be written?";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
 int exitStatusOf(Outcome outcome) {
     switch (outcome) {
         case Outcome::Done:
@@ -49,7 +65,9 @@ int report(const std::string& text, int status) {
 }
 
 int report(const Qdx::Control::Result& result) {
-    return result.isDone() ? EX_OK : report(result.text, exitStatusOf(result.outcome));
+    return result.isDone()
+               ? EX_OK
+               : report(result.text + remedyFor(result.outcome), exitStatusOf(result.outcome));
 }
 
 }  // namespace Qfci

@@ -6,18 +6,19 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "commandLine/choice.hpp"
+#include "commandLine/commandLine.hpp"
+
 namespace Qfci {
 
 namespace {
 
 using Qdx::Pull::Format;
 
-constexpr const char* exitStatuses =
-    "Exit status: 0; 64 wrong usage; 65 contents that can't be shown; 66 no such filter, or it is\n"
-    "disabled, or no such catalogue; 69 no collector, or it went away; 71 no mailbox; 73 output\n"
-    "that cannot be created; 74 output lost; 75 try again: no data or metadata yet, all\n"
-    "connections taken, no answer in time; 76 the collector speaks another protocol; 128 and the\n"
-    "number of the signal that stopped it.";
+constexpr const char* footer =
+    "Examples:\n"
+    "  qfci pull 11 --output pull.bin\n"
+    "  qfci pull 11 --format csv --catalogue infoObjectList.xml >pull.csv";
 
 // Written so that "nan" is outside.
 CLI::Validator seconds(double low, double high) {
@@ -39,12 +40,11 @@ void addPull(CLI::App& app, Options& options) {
     pull->add_option("--output", options.output, "File to write, instead of standard output")
         ->type_name("FILE");
     pull->add_option("--format", options.format,
-                     "raw, json, csv, text or table; if not given, table for a terminal and raw "
-                     "for anything else")
+                     "raw, json, csv, text or table; if not given, table for a terminal, else raw")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(Qdx::Pull::formats()).description(""));
+        ->transform(Qdx::CommandLine::oneOf(Qdx::Pull::formats()));
     pull->add_option("--catalogue", options.catalogue,
-                     "Info object list file to take names and units from")
+                     "Info object list to take names and units from")
         ->type_name("FILE");
 }
 
@@ -73,24 +73,17 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     Options options;
     double timeout = 10;
     CLI::App app("Talks to the collector as a control client.", "qfci");
-    app.footer(exitStatuses);
-    app.set_version_flag("--version", "qfci " QDX_VERSION);
-    app.add_option("--timeout", timeout, "Longest wait for an answer, 10 s if not given")
+    Qdx::CommandLine::prepare(app);
+    app.footer(footer);
+    app.add_option("--timeout", timeout, "Longest wait for an answer; 10 if not given")
         ->type_name("SECONDS")
         ->check(seconds(0.001, 86'400));
     app.require_subcommand(1);
     app.fallthrough();
     addPull(app, options);
     addOthers(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& end) {
-        if (end.get_exit_code() == 0) {
-            exitStatus = app.exit(end);
-        } else {
-            std::cerr << "qfci: " << end.what() << "; see qfci --help\n";
-            exitStatus = EX_USAGE;
-        }
+    if (const auto end = Qdx::CommandLine::parse(app, argc, argv)) {
+        exitStatus = *end;
         return std::nullopt;
     }
     options.answerTime =

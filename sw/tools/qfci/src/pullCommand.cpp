@@ -4,6 +4,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "commandLine/terminal.hpp"
 #include "commands.hpp"
 #include "control/blockingClient.hpp"
 #include "exitStatus.hpp"
@@ -65,7 +66,7 @@ Result fetch(BlockingClient& client, const Options& options, Contents& contents)
     // From now on the collector holds a stream for us, which it keeps unless it is fetched whole.
     catchStopSignals();
     signal(SIGPIPE, SIG_IGN);
-    Progress progress(isatty(STDERR_FILENO) != 0 ? &std::cerr : nullptr,
+    Progress progress(Qdx::CommandLine::takesEscapes(STDERR_FILENO) ? &std::cerr : nullptr,
                       std::chrono::steady_clock::now());
     return client.pull({options.filter, options.clear}, [&](std::string_view chunk) {
         progress.add(chunk.size(), std::chrono::steady_clock::now());

@@ -8,9 +8,9 @@ setup() {
     mkdir -p "$UNIT_ROOT/run"
 }
 
-@test "help names the commands and every exit status" {
+@test "help names the commands, and help of a command its options" {
     run -0 "$QFCI" --help
-    for word in pull connect ping 64 65 66 69 71 73 74 75 76 128; do
+    for word in pull connect ping; do
         [[ $output == *"$word"* ]]
     done
     run -0 "$QFCI" pull --help
@@ -39,7 +39,7 @@ setup() {
         # shellcheck disable=SC2086
         run -69 --separate-stderr "$QFCI" $words
         [ -z "$output" ]
-        [ "$stderr" = "qfci: there is no collector: nobody has the mailbox QdxFilterCtrlI, or it may not be seen" ]
+        [ "$stderr" = "qfci: there is no collector: nobody has the mailbox QdxFilterCtrlI, or it may not be seen; start qdxd, or set UNIT_ROOT to the root of its unit" ]
     done
 }
 

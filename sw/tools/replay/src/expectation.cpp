@@ -8,12 +8,19 @@ namespace {
 
 constexpr std::size_t mostToShow = 300;
 
+// What would do something to a terminal, or isn't ASCII, as question marks.
+std::string plain(std::string line) {
+    std::ranges::replace_if(
+        line, [](char byte) { return byte < ' ' || byte > '~'; }, '?');
+    return line;
+}
+
 // The line that begins there, as it is shown.
 std::string lineAt(const std::string& text, std::size_t begin) {
     if (begin == text.size()) {
         return "(the end)";
     }
-    const auto line = text.substr(begin, text.find('\n', begin) - begin);
+    const auto line = plain(text.substr(begin, text.find('\n', begin) - begin));
     return line.size() <= mostToShow ? line : line.substr(0, mostToShow).append("...");
 }
 

@@ -1,12 +1,16 @@
 // Plays a recording to a collector and shows what it does.
 #include <sysexits.h>
 
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <sstream>
+#include <stdexcept>
+#include <system_error>
 
 #include "eventText.hpp"
 #include "expectation.hpp"
@@ -23,6 +27,23 @@ constexpr int differs = 1;
 int report(const std::string& what, int status) {
     std::cerr << "qdx-replay: " << what << '\n';
     return status;
+}
+
+class NoInput : public std::runtime_error {
+public:
+    using runtime_error::runtime_error;
+};
+
+std::ifstream openFile(const std::string& path) {
+    std::error_code unknown;
+    if (std::filesystem::is_directory(path, unknown)) {
+        throw NoInput(path + ": is a directory");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw NoInput(path + ": " + std::generic_category().message(errno));
+    }
+    return file;
 }
 
 void list(Recording::Reader& reader, std::size_t until) {
@@ -43,14 +64,8 @@ void play(Recording::Reader& reader, std::size_t until, std::ostream& out) {
 }
 
 int compare(Recording::Reader& reader, const Options& options) {
-    std::ifstream file(options.expected, std::ios::binary);
-    if (std::filesystem::is_directory(options.expected)) {
-        return report(options.expected + ": is a directory", EX_NOINPUT);
-    }
+    auto file = openFile(options.expected);
     const std::string expected{std::istreambuf_iterator<char>(file), {}};
-    if (!file) {
-        return report(options.expected + ": cannot be read", EX_NOINPUT);
-    }
     std::ostringstream actual;
     play(reader, options.until, actual);
     const auto difference = firstDifference(expected, actual.str());
@@ -78,16 +93,18 @@ int guardedMain(int argc, char** argv) {
     if (!options) {
         return status;
     }
-    std::ifstream file;
-    if (options->recording != "-") {
-        file.open(options->recording, std::ios::binary);
-        if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-            return report(options->recording + ": cannot be read, or is empty", EX_NOINPUT);
-        }
-    }
     try {
+        std::ifstream file;
+        if (options->recording != "-") {
+            file = openFile(options->recording);
+            if (file.peek() == std::ifstream::traits_type::eof()) {
+                throw NoInput(options->recording + ": is empty");
+            }
+        }
         Recording::Reader reader(options->recording == "-" ? std::cin : file);
         return act(reader, *options);
+    } catch (const NoInput& error) {
+        return report(error.what(), EX_NOINPUT);
     } catch (const Recording::Fault& fault) {
         std::cout.flush();
         return report(options->recording + ": " + fault.what(), EX_DATAERR);
@@ -99,6 +116,8 @@ int guardedMain(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return guardedMain(argc, argv);
+    } catch (const std::bad_alloc&) {
+        return report("not enough memory", EX_OSERR);
     } catch (const std::exception& error) {
         return report(error.what(), EX_SOFTWARE);
     }

@@ -1,0 +1,29 @@
+# Completion of qdxview in Bash.
+_qdxview() {
+    local cur prev words cword split
+    _init_completion -s || return
+    case $prev in
+        --format)
+            mapfile -t COMPREPLY < <(compgen -W 'table text csv json raw' -- "$cur")
+            return
+            ;;
+        --catalogue)
+            _filedir xml
+            return
+            ;;
+        --output)
+            _filedir
+            return
+            ;;
+        --width)
+            return
+            ;;
+    esac
+    $split && return
+    if [[ $cur == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --width --raw --ascii --help --version' -- "$cur")
+    else
+        _filedir
+    fi
+}
+complete -F _qdxview qdxview
