@@ -169,8 +169,8 @@ END
 @test "a unit that may not be used is told with the folder or its variable" {
     UNIT_ROOT=/proc/no expect_mistakes <<END
 73 | qdxd --library $BUILD/sw/backend/libqdxbe.so | qdxd: cannot make /proc/no/run/tessel: No such file or directory
-71 | qfci ping               | qfci: cannot create the mailbox *; is \$UNIT_ROOT/run there, and may it be written[?]
-69 | hostfe                  | hostfe: cannot create the mailbox *; is \$UNIT_ROOT/run there, and may it be written[?]
+71 | qfci ping               | qfci: cannot create the mailbox *; is /run/ozo there (below UNIT_ROOT, if that is set), and are you in its group[?]
+69 | hostfe                  | hostfe: cannot create the mailbox *; is /run/ozo there (below UNIT_ROOT, if that is set), and are you in its group[?]
 END
     mkdir "$UNIT_ROOT/run/tessel"
     chmod 0 "$UNIT_ROOT/run/tessel"

@@ -61,10 +61,12 @@ Connection connect(const Qdx::Frontend::MetaData& metaData,
     try {
         return Connection(name, metaData, {.onStateChange = std::move(onStateChange)});
     } catch (const std::system_error& error) {
-        throw std::runtime_error(
-            error.code() == std::errc::address_in_use
-                ? "cannot create the mailbox " + name + ": another hostfe runs on this unit"
-                : std::string(error.what()) + "; is $UNIT_ROOT/run there, and may it be written?");
+        throw std::runtime_error(error.code() == std::errc::address_in_use
+                                     ? "cannot create the mailbox " + name +
+                                           ": another hostfe runs on this unit"
+                                     : std::string(error.what()) +
+                                           "; is /run/ozo there (below UNIT_ROOT, if that is set), "
+                                           "and are you in its group?");
     }
 }
 

@@ -341,7 +341,7 @@ TEST_F(HostfeProcessTest, UnitWithoutARunDirectoryIsRefused) {
     EXPECT_EQ(hostfe.exitStatus(), EX_UNAVAILABLE);
     EXPECT_EQ(hostfe.output(),
               "hostfe: cannot create the mailbox HostFrontend: No such file or directory; is "
-              "$UNIT_ROOT/run there, and may it be written?\n");
+              "/run/ozo there (below UNIT_ROOT, if that is set), and are you in its group?\n");
 }
 
 TEST_F(HostfeProcessTest, RefusesRatesOutOfRange) {

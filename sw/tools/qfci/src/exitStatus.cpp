@@ -16,7 +16,8 @@ const char* remedyFor(Outcome outcome) {
         case Outcome::NoCollector:
             return "; start qdxd, or set UNIT_ROOT to the root of its unit";
         case Outcome::SystemFailure:
-            return "; is $UNIT_ROOT/run there, and may it be written?";
+            return "; is /run/ozo there (below UNIT_ROOT, if that is set), and are you in its "
+                   "group?";
         default:
             return "";
     }
