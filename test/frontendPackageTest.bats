@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The example frontends, built outside the tree with the installed package, against the installed collector. $BUILD is the
+# The example frontends and control client, built outside the tree with the installed packages, against the installed collector. $BUILD is the
 # build directory to install from, $SANITIZE what it was built with.
 
 load support/await
@@ -10,10 +10,14 @@ setup_file() {
     export PREFIX=$BATS_FILE_TMPDIR/prefix OUTSIDE=$BATS_FILE_TMPDIR/outside
     cmake --install "$BUILD" --prefix "$PREFIX" >"$BATS_FILE_TMPDIR/log"
     cp -r "$PREFIX/share/doc/qdxbe/examples/frontend" "$OUTSIDE"
-    cmake -S "$OUTSIDE" -B "$OUTSIDE/build" -DCMAKE_PREFIX_PATH="$PREFIX" \
+    build_outside "$OUTSIDE"
+}
+
+build_outside() {
+    cmake -S "$1" -B "$1/build" -DCMAKE_PREFIX_PATH="$PREFIX" \
         -DCMAKE_C_FLAGS="-Wall -Wextra -Wpedantic -Werror ${SANITIZE:+-fsanitize=$SANITIZE}" \
         -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror ${SANITIZE:+-fsanitize=$SANITIZE}"
-    cmake --build "$OUTSIDE/build"
+    cmake --build "$1/build"
 }
 
 setup() {
@@ -115,6 +119,17 @@ is_content() {
     wait "$qdxd"
     start_collector
     await shows '^radio:packets'
+    stop_frontend
+}
+
+@test "the example control client is built with the installed library, and pulls" {
+    cp -r "$PREFIX/share/doc/qdxbe/examples/control" "$BATS_TEST_TMPDIR/control"
+    build_outside "$BATS_TEST_TMPDIR/control"
+    start_collector
+    start_frontend radio
+    await shows '^radio:packets'
+    "$BATS_TEST_TMPDIR/control/build/pullFilter" 11 >"$BATS_TEST_TMPDIR/pull.bin"
+    "$PREFIX/bin/qdxview" --format text "$BATS_TEST_TMPDIR/pull.bin" | grep -q 'rfBranch=1 sum count 1 7'
     stop_frontend
 }
 
