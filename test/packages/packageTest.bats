@@ -14,8 +14,7 @@ setup_file() {
     make_debian_root "$root" "$root.tar.zst"
     inside apt-get update -q
     inside useradd --create-home anna
-    mkdir -p "$root/root/build/package"
-    cp build/package/*.deb "$root/root/build/package"
+    cp build/package/*.deb "$root/root"
 }
 
 teardown_file() {
@@ -76,9 +75,9 @@ teardown() {
     [ -z "$collector" ] || kill -KILL "$collector" || true
 }
 
-# What apt would install besides what is named, which are this project's packages and some of Debian's.
+# What apt would install besides what is named, which are this project's packages, as patterns, and some of Debian's.
 dependencies_of() {
-    inside apt-get install --simulate "$@" | sed -n 's/^Inst \([^ ]*\).*/\1/p' | grep -v '^qdx-'
+    inside sh -c "apt-get install --simulate $*" | sed -n 's/^Inst \([^ ]*\).*/\1/p' | grep -v '^qdx-'
 }
 
 # Each file of the root with its owner, its mode and the content of what is in etc. Left out is what apt and dpkg keep of their
@@ -111,7 +110,7 @@ leaves_no_trace() { diff "$BATS_FILE_TMPDIR/before" <(contents); }
 }
 
 @test "collector and tools install with nothing but their dependencies" {
-    dependencies=$(dependencies_of ./build/package/qdx-collector_*.deb ./build/package/qdx-tools_*.deb)
+    dependencies=$(dependencies_of './qdx-collector_*.deb' './qdx-tools_*.deb')
     inside apt-get install $dependencies
     contents >"$BATS_FILE_TMPDIR/before"
     type_page inside "Install"
@@ -171,7 +170,7 @@ leaves_no_trace() { diff "$BATS_FILE_TMPDIR/before" <(contents); }
 
 @test "an upgrade leaves a service disabled that the administrator has disabled" {
     inside systemctl disable qdxd
-    inside apt-get install --reinstall ./build/package/qdx-collector_*.deb
+    inside sh -c 'apt-get install --reinstall ./qdx-collector_*.deb'
     run ! inside systemctl is-enabled qdxd
 }
 
@@ -182,7 +181,7 @@ leaves_no_trace() { diff "$BATS_FILE_TMPDIR/before" <(contents); }
 
 @test "the development files install with nothing but their dependencies and a compiler" {
     words=$(page_says "Build frontends")
-    dependencies=$(dependencies_of ${words#apt-get install})
+    dependencies=$(dependencies_of "${words#apt-get install}")
     inside apt-get install $dependencies
     contents >"$BATS_FILE_TMPDIR/before"
     type_page inside "Build frontends"
