@@ -1,0 +1,44 @@
+import { defineConfig } from "vitest/config";
+import type { Plugin } from "vite";
+
+// One file that opens from disk: scripts and styles stand in the page itself. The script comes last, behind what
+// qdxview puts in place of the marker.
+function intoOnePage(): Plugin {
+  return {
+    name: "into-one-page",
+    enforce: "post",
+    generateBundle(_, bundle) {
+      const page = bundle["index.html"];
+      if (page?.type !== "asset") {
+        throw new Error("no index.html in the bundle");
+      }
+      let html = String(page.source)
+        .replace(/\s*<script type="module"[^>]*><\/script>/, "")
+        .replace(/\s*<link rel="stylesheet"[^>]*>/, "");
+      for (const [name, part] of Object.entries(bundle)) {
+        if (part.type === "chunk") {
+          html = html.replace("</body>", () => `<script>${part.code}</script>\n</body>`);
+          delete bundle[name];
+        } else if (name.endsWith(".css")) {
+          html = html.replace("</head>", () => `<style>${String(part.source)}</style>\n</head>`);
+          delete bundle[name];
+        }
+      }
+      page.source = html;
+    },
+  };
+}
+
+export default defineConfig({
+  plugins: [intoOnePage()],
+  build: {
+    target: "es2020",
+    outDir: process.env["REPORT_OUTPUT"] ?? "dist",
+    emptyOutDir: true,
+    cssCodeSplit: false,
+    modulePreload: false,
+    assetsInlineLimit: Number.MAX_SAFE_INTEGER,
+    rollupOptions: { output: { format: "iife" } },
+  },
+  test: { include: ["test/unit/**/*.test.ts"] },
+});
