@@ -32,7 +32,7 @@ const shapes: Record<Method, Shape> = {
   list: "points",
   sum: "bars",
 };
-const drawingOrder: Method[] = ["max", "average", "min"];
+const drawingOrder: Method[] = ["min", "average", "max"];
 
 export function contextText(collection: Collection): string {
   return collection.context.map(([key, number]) => `${key}=${number}`).join(",");

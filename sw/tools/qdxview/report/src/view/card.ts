@@ -11,7 +11,7 @@ import { valueTable } from "./valueTable";
 const shapeNames = { band: "", points: "samples", bars: "sum of", records: "records" };
 
 function describe(panel: Panel): string {
-  const methods = panel.shape === "band" ? panel.parts.map(methodOf).reverse().join(", ") + " of" : "";
+  const methods = panel.shape === "band" ? panel.parts.map(methodOf).join(", ") + " of" : "";
   const count = Math.max(...panel.parts.map(sizeOf));
   const unit = panel.shape === "records" ? "record" : "value";
   return `${methods || shapeNames[panel.shape]} ${panel.window} · ${count.toLocaleString("en")} ${unit}${count === 1 ? "" : "s"}`;

@@ -45,6 +45,7 @@ export class Page {
   private readonly inSight: IntersectionObserver;
   private readonly openFile: () => void;
 
+  private name = "";
   private pulls: Pull[] = [];
   private pull = emptyPull;
   private panels: Panel[] = [];
@@ -97,7 +98,7 @@ export class Page {
     try {
       const pulls = messages().map(decodePull);
       this.notice.hidden = true;
-      document.title = name;
+      this.name = name;
       this.openPulls(pulls);
     } catch (error) {
       if (!(error instanceof BadPull)) {
@@ -123,6 +124,7 @@ export class Page {
 
   private choose(index: number): void {
     this.pull = this.pulls[index] ?? emptyPull;
+    document.title = [this.pull.radio.hwName, this.name].filter(Boolean).join(" – ") || "Pull";
     this.toolbar.offerPulls(this.pulls.length, index);
     this.panels = panelsOf(this.pull.collections, this.catalogue);
     const range = roomyRange(this.pull);
