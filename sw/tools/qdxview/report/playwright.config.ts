@@ -7,7 +7,7 @@ export default defineConfig({
   outputDir: `${output}/failures`,
   workers: 1,
   timeout: 120_000,
-  expect: { timeout: 30_000 },
+  expect: { timeout: 15_000 },
   reporter: "list",
   use: {
     viewport: { width: 1360, height: 900 },

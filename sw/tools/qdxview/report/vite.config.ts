@@ -40,5 +40,6 @@ export default defineConfig({
     assetsInlineLimit: Number.MAX_SAFE_INTEGER,
     rollupOptions: { output: { format: "iife" } },
   },
-  test: { include: ["test/unit/**/*.test.ts"] },
+  // A zone that is no whole number of hours away, so that tests see when it is forgotten.
+  test: { include: ["test/unit/**/*.test.ts"], env: { TZ: "Asia/Kathmandu" } },
 });

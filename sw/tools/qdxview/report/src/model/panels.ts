@@ -16,7 +16,7 @@ export interface Panel {
   scale: Scale;
   /** "rfBranch=3,carrierId=7"; empty for values without context. */
   context: string;
-  /** "each 10 samples" */
+  /** "each 10 samples", "last 60 seconds"; empty if the pull doesn't tell. */
   window: string;
   /** One of each method at most, in the order in which they are drawn. */
   parts: Collection[];
@@ -51,7 +51,7 @@ function windowText({ aggregation }: Collection): string {
   }
   const { method, scope, size } = aggregation;
   const extent = `${size.toLocaleString("en")} ${scope === "count" ? "sample" : "second"}${size === 1 ? "" : "s"}`;
-  return method === "list" ? `the newest ${extent}` : `each ${extent}`;
+  return method === "list" ? `last ${extent}` : `each ${extent}`;
 }
 
 export function methodOf(collection: Collection): Method | undefined {

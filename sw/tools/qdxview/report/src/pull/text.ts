@@ -49,8 +49,8 @@ function digitsOf(text: string, begin: number, end: number): Uint8Array {
   }
   if (padding > 2 || (count + padding) % 4 !== 0) {
     throw new BadPull(
-      `The pull’s base64, from ${place(begin)} on, has ${(count + padding).toLocaleString("en")} characters, ` +
-        "which is not a multiple of four: some are missing.",
+      `The pull’s base64, which begins at ${place(begin)}, ends in the middle: ` +
+        `it has ${count.toLocaleString("en")} characters and ${padding} of padding.`,
     );
   }
   return digits.subarray(0, count);

@@ -2,24 +2,25 @@
 import { methodOf, type Panel } from "../model/panels";
 import { plotOf, type Plot, type Range } from "../model/plot";
 import { timeText } from "../model/time";
-import { sizeOf } from "../pull/types";
+import type { Collection } from "../pull/types";
 import { Chart, chartHeight, type ChartSettings } from "./chart";
 import { button, element, setPressed } from "./dom";
 import { recordTable } from "./recordTable";
 import { valueTable } from "./valueTable";
 
-const shapeNames = { band: "", points: "samples", bars: "sum of", records: "records" };
-
+/** "min, average, max of each 10 samples · 240 values" */
 function describe(panel: Panel): string {
-  const methods = panel.shape === "band" ? panel.parts.map(methodOf).join(", ") + " of" : "";
-  const count = Math.max(...panel.parts.map(sizeOf));
+  const methods = panel.parts.map((part) => methodOf(part) ?? "values").join(", ");
+  const what = panel.window.replace(/^last/, "the last");
   const unit = panel.shape === "records" ? "record" : "value";
-  return `${methods || shapeNames[panel.shape]} ${panel.window} · ${count.toLocaleString("en")} ${unit}${count === 1 ? "" : "s"}`;
+  const count = `${panel.size.toLocaleString("en")} ${unit}${panel.size === 1 ? "" : "s"}`;
+  return `${methods}${what && ` of ${what}`} · ${count}`;
 }
 
 /** Drawn only between show() and hide(), so that thousands of them cost little. */
 export class Card {
   readonly element: HTMLElement;
+  private readonly time = element("time");
   private readonly readout = element("div", { className: "readout" });
   private readonly content = element("div", { className: "content" });
   private readonly toggle: HTMLButtonElement;
@@ -56,7 +57,7 @@ export class Card {
         ...object.tags.map((tag) => element("span", { className: "tag" }, tag)),
         panel.shape !== "records" && panel.size > 0 && this.toggle,
       ),
-      element("p", { className: "about" }, describe(panel)),
+      element("p", { className: "about" }, element("span", {}, describe(panel)), this.time),
       this.readout,
       this.content,
     );
@@ -119,7 +120,7 @@ export class Card {
     this.settings = settings;
     if (this.chart) {
       this.chart.update(settings);
-      this.read(null);
+      this.read(this.chart.place);
     } else if (isOtherZone && this.isShown) {
       this.isShown = false;
       this.show();
@@ -134,24 +135,29 @@ export class Card {
     this.show();
   }
 
-  /** The values at a place of the plot, or the newest. */
+  /** Tells the values at a place of the plot, or the newest. */
   private read(place: number | null): void {
     const plot = this.plot!;
     const at = place ?? plot.times.length - 1;
     const time = plot.times[at];
-    const { scale, object } = this.panel;
-    const values = plot.rows.map(({ part, indices }) => {
-      const index = indices[at] ?? -1;
-      const text = index < 0 ? "–" : scale.text(part.numbers[index]!);
-      const method = methodOf(part) ?? "value";
-      const name = { list: "sample", sum: "sum" }[method as string] ?? method;
-      return element("span", { className: `value ${method}` }, `${name} `, element("b", {}, text));
-    });
+    this.time.textContent =
+      time === undefined
+        ? ""
+        : `${place === null ? "newest: " : ""}${timeText(BigInt(time), this.settings.zone)}`;
     this.readout.replaceChildren(
-      element("time", {}, time === undefined ? "–" : timeText(BigInt(time), this.settings.zone)),
-      ...values,
-      object.unit ? element("span", { className: "unit" }, object.unit) : "",
-      place === null && time !== undefined ? element("span", { className: "unit" }, "(newest)") : "",
+      ...plot.rows.map(({ part, indices }) => this.value(part, indices[at] ?? -1)),
+    );
+  }
+
+  private value(part: Collection, index: number): HTMLElement {
+    const { scale, object } = this.panel;
+    const method = methodOf(part) ?? "value";
+    return element(
+      "span",
+      { className: `value ${method}` },
+      `${method === "list" ? "sample" : method} `,
+      element("b", {}, index < 0 ? "–" : scale.text(part.numbers[index]!)),
+      object.unit && ` ${object.unit}`,
     );
   }
 }

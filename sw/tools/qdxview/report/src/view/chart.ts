@@ -182,6 +182,11 @@ export class Chart {
     }
   }
 
+  /** Of the plot, that is pointed at; null for none. */
+  get place(): number | null {
+    return this.u.cursor.idx ?? null;
+  }
+
   /** Draws anew: with other settings, in another theme, or in another width. */
   update(settings: ChartSettings): void {
     this.settings = settings;

@@ -27,13 +27,9 @@ const shortestRange = 2;
 const emptyPull: Pull = { radio: {}, collections: [] };
 
 /** With a little room at both ends. */
-function roomyRange(pull: Pull): Range | null {
-  const range = rangeOf(pull.collections);
-  if (!range) {
-    return null;
-  }
-  const margin = Math.max((range.last - range.first) * 0.01, 1);
-  return { first: range.first - margin, last: range.last + margin };
+function roomy({ first, last }: Range): Range {
+  const margin = Math.max((last - first) * 0.01, 1);
+  return { first: first - margin, last: last + margin };
 }
 
 export class Page {
@@ -51,6 +47,7 @@ export class Page {
   private panels: Panel[] = [];
   private found: Panel[] = [];
   private cards = new Map<Element, Card>();
+  private filled: Range | null = null;
   private whole: Range = { first: 0, last: 1 };
   private zoomed: Range | null = null;
   private zone: Zone = "utc";
@@ -127,8 +124,8 @@ export class Page {
     document.title = [this.pull.radio.hwName, this.name].filter(Boolean).join(" – ") || "Pull";
     this.toolbar.offerPulls(this.pulls.length, index);
     this.panels = panelsOf(this.pull.collections, this.catalogue);
-    const range = roomyRange(this.pull);
-    this.whole = range ?? { first: 0, last: 1 };
+    this.filled = rangeOf(this.pull.collections);
+    this.whole = roomy(this.filled ?? { first: 0, last: 0 });
     this.zoomed = null;
     const values = this.pull.collections.reduce((sum, collection) => sum + sizeOf(collection), 0);
     this.toolbar.describe(
@@ -262,7 +259,7 @@ export class Page {
   }
 
   private showRange(): void {
-    this.toolbar.showRange(this.range, this.zone, this.zoomed !== null);
+    this.toolbar.showRange(this.zoomed ?? this.filled, this.zone, this.zoomed !== null);
   }
 
   private update(): void {

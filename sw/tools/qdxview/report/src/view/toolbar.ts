@@ -98,16 +98,16 @@ export class Toolbar {
     this.pulls.selectedIndex = chosen;
   }
 
-  showRange(range: Range, zone: Zone, isZoomed: boolean): void {
-    const { first, last } = range;
-    this.span.textContent = `${spanText(first, last, zone)} ${zoneName(zone)} (${lengthText(last - first)})`;
+  /** Null where nothing has a time. */
+  showRange(range: Range | null, zone: Zone, isZoomed: boolean): void {
+    this.stretch.hidden = range === null;
+    if (range) {
+      const { first, last } = range;
+      this.span.textContent = `${spanText(first, last, zone)} ${zoneName(zone)} (${lengthText(last - first)})`;
+    }
     this.all.disabled = !isZoomed;
     setPressed(this.utc, zone === "utc");
     setPressed(this.local, zone === "local");
-  }
-
-  hideRange(): void {
-    this.stretch.hidden = true;
   }
 
   showTheme(theme: Theme): void {

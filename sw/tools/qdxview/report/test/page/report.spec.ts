@@ -1,9 +1,9 @@
 // Reports that qdxview wrote, in a browser.
+import { writeFileSync } from "node:fs";
 import { expect, test, type Locator, type Page } from "@playwright/test";
-import { encodePull } from "../support/encode";
-import { asText } from "../support/encode";
+import { asText, encodePull } from "../support/encode";
 import { hostCatalogue, outputFile, qdxview, replay, report } from "../support/program";
-import { afternoon, manyValues } from "../support/sample";
+import { afternoon, linkEvent, manyValues } from "../support/sample";
 
 let faults: string[] = [];
 
@@ -86,9 +86,9 @@ test.describe("a report of an afternoon", () => {
     }
     const load = page.locator(".card", { hasText: "host:cpu:load" }).first();
     await expect(load.locator(".value")).toHaveText([
-      /^min \d+\.\d\d$/,
-      /^average \d+\.\d\d$/,
-      /^max \d+\.\d\d$/,
+      /^min \d+\.\d\d %$/,
+      /^average \d+\.\d\d %$/,
+      /^max \d+\.\d\d %$/,
     ]);
     await expect(load.locator(".about")).toContainText("min, average, max of each 60 seconds · 240 values");
     expect(await inkOf(load)).toBeGreaterThan(1000);
@@ -127,7 +127,7 @@ test.describe("a report of an afternoon", () => {
 
   test("zooms all charts to what is dragged over in one, and back on a double click", async ({ page }) => {
     const span = page.locator(".span");
-    await expect(span).toContainText("UTC (4 h 4 min)");
+    await expect(span).toContainText("UTC (3 h 59 min)");
     const charts = page.locator(".chart");
     const before = await Promise.all([inkOf(charts.nth(0)), inkOf(charts.nth(1))]);
     await drag(page, charts.first(), 0.55, 0.75);
@@ -136,7 +136,7 @@ test.describe("a report of an afternoon", () => {
     expect(await inkOf(charts.nth(1))).not.toBe(before[1]);
     await picture(page, "report-zoomed");
     await charts.first().locator(".u-over").dblclick();
-    await expect(span).toContainText("UTC (4 h 4 min)");
+    await expect(span).toContainText("UTC (3 h 59 min)");
     await expect.poll(() => inkOf(charts.nth(1))).toBe(before[1]);
   });
 
@@ -149,12 +149,12 @@ test.describe("a report of an afternoon", () => {
     await expect(span).not.toHaveText(middle!);
     await expect(span).toContainText("(2 h 2 min)");
     await page.keyboard.press("0");
-    await expect(span).toContainText("(4 h 4 min)");
+    await expect(span).toContainText("(3 h 59 min)");
     await expect(page.getByRole("button", { name: "All" })).toBeDisabled();
   });
 
   test("reads the exact value under the pointer in all charts", async ({ page }) => {
-    const readouts = page.locator(".readout time");
+    const readouts = page.locator(".about time");
     const newest = await readouts.first().textContent();
     const box = (await page.locator(".u-over").first().boundingBox())!;
     await page.mouse.move(box.x + box.width / 2, box.y + 20);
@@ -167,14 +167,14 @@ test.describe("a report of an afternoon", () => {
   });
 
   test("shows times in UTC or in the reader's zone", async ({ page }) => {
-    const newest = page.locator(".readout time").first();
-    await expect(newest).toHaveText("2026-11-20 16:00:00");
+    const newest = page.locator(".about time").first();
+    await expect(newest).toHaveText("newest: 2026-11-20 16:00:00");
     await page.getByRole("button", { name: "Local" }).click();
-    await expect(newest).toHaveText("2026-11-20 17:00:00");
+    await expect(newest).toHaveText("newest: 2026-11-20 17:00:00");
     await expect(page.locator(".span")).toContainText("Europe/Stockholm");
     await expect(page.locator(".records tbody td").first()).toContainText(/ 1[345]:\d\d:\d\d/);
     await page.getByRole("button", { name: "UTC" }).click();
-    await expect(newest).toHaveText("2026-11-20 16:00:00");
+    await expect(newest).toHaveText("newest: 2026-11-20 16:00:00");
   });
 
   test("follows the system into the dark, and the reader back", async ({ page }) => {
@@ -282,7 +282,7 @@ test.describe("a report of an afternoon", () => {
       ["empty.txt", " \n", /It is empty/],
       ["cut.txt", "<QdxOutput>CAES", /<QdxOutput> at character 1 has no <\/QdxOutput>/],
       ["typo.txt", "<QdxOutput>CA*SBg==</QdxOutput>", /damaged at character 14 of the file: “\*SBg/],
-      ["short.txt", "<QdxOutput>CAESB</QdxOutput>", /not a multiple of four/],
+      ["short.txt", "<QdxOutput>CAESB</QdxOutput>", /ends in the middle: it has 5 characters/],
       [
         "cut.bin",
         whole.subarray(0, 1000),
@@ -320,10 +320,42 @@ test("shows what a collector gave", async ({ page }) => {
   }
 });
 
-test("asks for a pull when it has none", async ({ page }) => {
-  const messages = report("none", encodePull([]));
-  await page.goto(messages);
+test("says so when a pull holds nothing", async ({ page }) => {
+  await page.goto(report("none", encodePull([])));
   await expect(page.locator("main")).toContainText("This pull holds no collections.");
+});
+
+test("shows hostile texts as texts", async ({ page }) => {
+  const hostile =
+    "</script><script>document.title='taken'</script><img src=x onerror=\"document.title='taken'\">";
+  const list = outputFile("hostile.xml");
+  const escaped = hostile.replace(/[<"]/g, (character) => `&#${character.charCodeAt(0)};`);
+  writeFileSync(
+    list,
+    `<infoObjectList><tags><tag name="${escaped}"/></tags><objects><object id="7" name="${escaped}" type="record">
+      <tags>T</tags><type message="CarrierEvent"/></object></objects></infoObjectList>`,
+  );
+  const pull = encodePull(
+    [
+      {
+        kind: "record",
+        id: 7,
+        method: "list",
+        scope: "count",
+        size: 9,
+        times: [5],
+        values: [linkEvent(hostile, 5, hostile, 1)],
+      },
+    ],
+    { hwName: hostile },
+  );
+  await page.goto(report("hostile", pull, "--catalogue", list));
+  await expect(page.locator("h1")).toHaveText(hostile);
+  await expect(page.locator(".card h2")).toHaveText([hostile]);
+  await page.locator(".card tbody tr:not(.spacer)").click();
+  await expect(page.locator(".detail dd").nth(3)).toHaveText(hostile);
+  await expect(page).toHaveTitle(`${hostile} – hostile.pull`);
+  expect(await page.locator("img").count()).toBe(0);
 });
 
 test("reads the messages of another report", async ({ page }) => {
