@@ -140,10 +140,8 @@ export class Card {
     const plot = this.plot!;
     const at = place ?? plot.times.length - 1;
     const time = plot.times[at];
-    this.time.textContent =
-      time === undefined
-        ? ""
-        : `${place === null ? "newest: " : ""}${timeText(BigInt(time), this.settings.zone)}`;
+    this.time.textContent = time === undefined ? "" : timeText(BigInt(time), this.settings.zone);
+    this.time.className = place === null && time !== undefined ? "newest" : "";
     this.readout.replaceChildren(
       ...plot.rows.map(({ part, indices }) => this.value(part, indices[at] ?? -1)),
     );

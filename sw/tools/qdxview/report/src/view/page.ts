@@ -88,6 +88,12 @@ export class Page {
     addEventListener("keydown", (event) => this.onKey(event));
     addEventListener("beforeprint", () => this.drawToPrint());
     new ResizeObserver(() => this.update()).observe(this.main);
+    new ResizeObserver(() => this.makeRoomForHead()).observe(this.toolbar.element);
+  }
+
+  /** The head stays in sight above what scrolls. */
+  private makeRoomForHead(): void {
+    document.documentElement.style.setProperty("--head", `${this.toolbar.element.offsetHeight}px`);
   }
 
   /** Opens what the messages hold, or tells what is wrong and keeps what is open. */
