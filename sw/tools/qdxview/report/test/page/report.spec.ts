@@ -182,6 +182,8 @@ test.describe("a report of an afternoon", () => {
     const light = await background();
     await page.emulateMedia({ colorScheme: "dark" });
     await expect.poll(background).not.toBe(light);
+    await page.locator(".card").last().scrollIntoViewIfNeeded();
+    await expect(page.locator(".card").last().locator("canvas")).toBeVisible();
     await picture(page, "report-dark");
     await page.getByRole("button", { name: "Auto" }).click();
     await expect.poll(background).toBe(light);
