@@ -142,20 +142,19 @@ export class Card {
     const time = plot.times[at];
     this.time.textContent = time === undefined ? "" : timeText(BigInt(time), this.settings.zone);
     this.time.className = place === null && time !== undefined ? "newest" : "";
-    this.readout.replaceChildren(
-      ...plot.rows.map(({ part, indices }) => this.value(part, indices[at] ?? -1)),
-    );
+    const values = plot.rows.map(({ part, indices }) => this.value(part, indices[at] ?? -1));
+    values.at(-1)!.append(this.panel.object.unit && ` ${this.panel.object.unit}`);
+    this.readout.replaceChildren(...values);
   }
 
   private value(part: Collection, index: number): HTMLElement {
-    const { scale, object } = this.panel;
+    const { scale } = this.panel;
     const method = methodOf(part) ?? "value";
     return element(
       "span",
       { className: `value ${method}` },
       `${method === "list" ? "sample" : method} `,
       element("b", {}, index < 0 ? "–" : scale.text(part.numbers[index]!)),
-      object.unit && ` ${object.unit}`,
     );
   }
 }

@@ -50,11 +50,14 @@ function timeLabels(zone: Zone, splits: number[], step: number): string[] {
   });
 }
 
-const plain = new Intl.NumberFormat("en", { maximumFractionDigits: 9, maximumSignificantDigits: 7 });
-const compact = new Intl.NumberFormat("en", { notation: "compact", maximumSignificantDigits: 5 });
+const digits = new Intl.NumberFormat("en", { maximumSignificantDigits: 6 });
+const powers = ["", "k", "M", "G", "T", "P", "E"];
 
+/** "2.5M" from a hundred thousand on. */
 function valueLabel(value: number): string {
-  return Math.abs(value) < 100_000 ? plain.format(value) : compact.format(value);
+  const size = Math.abs(value);
+  const power = size < 100_000 ? 0 : Math.min(Math.floor(Math.log10(size) / 3), powers.length - 1);
+  return digits.format(value / 1000 ** power) + powers[power]!;
 }
 
 function padded(low: number, high: number): [number, number] {
