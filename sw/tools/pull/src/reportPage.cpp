@@ -22,7 +22,8 @@ std::string jsonText(std::string_view text) {
     for (const char character : validPart(text)) {
         if (needsEscape(character)) {
             std::array<char, 7> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character));
+            std::snprintf(escape.data(), escape.size(), "\\u%04x",
+                          static_cast<unsigned>(character));
             json += escape.data();
         } else {
             json += character;
@@ -64,8 +65,7 @@ void writeCatalogue(std::ostream& out, const Catalogue& catalogue) {
 
 void writePulls(std::ostream& out, const std::vector<PulledMessage>& pulls) {
     for (const auto& pull : pulls) {
-        out << "<QdxOutput>"
-            << Tessel::Util::Base64::encode({pull.bytes.begin(), pull.bytes.end()})
+        out << "<QdxOutput>" << Tessel::Util::Base64::encode({pull.bytes.begin(), pull.bytes.end()})
             << "</QdxOutput>\n";
     }
 }

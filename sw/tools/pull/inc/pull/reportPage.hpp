@@ -20,9 +20,9 @@ inline constexpr std::string_view reportDataMarker = "<!--qdxview:data-->";
 //     <script type="application/json" id="catalogue">{"7":{"name":"a:b", ...}, ...}</script>
 //     <script type="text/plain" id="pulls"><QdxOutput>...</QdxOutput></script>
 //
-// No text of the pulls or the catalogue can end an element. As the messages stand in the page as they
-// do in a pull's text, readPulls() reads the page. Beside the pulls, a copy of the longest of them as
-// text is taken. Throws std::invalid_argument for a page without the marker.
+// No text of the pulls or the catalogue can end an element. As the messages stand in the page as
+// they do in a pull's text, readPulls() reads the page. Beside the pulls, a copy of the longest of
+// them as text is taken. Throws std::invalid_argument for a page without the marker.
 void writeReportPage(std::ostream& out, std::string_view page,
                      const std::vector<PulledMessage>& pulls, const Catalogue& catalogue,
                      std::string_view source);
