@@ -58,6 +58,12 @@ export function methodOf(collection: Collection): Method | undefined {
   return collection.aggregation?.method;
 }
 
+/** What one value of it is called. */
+export function labelOf(collection: Collection): string {
+  const method = methodOf(collection) ?? "value";
+  return method === "list" ? "sample" : method;
+}
+
 /** Ordered by name, then context. */
 export function panelsOf(collections: Collection[], catalogue: Catalogue): Panel[] {
   const panels: Panel[] = [];

@@ -1,5 +1,5 @@
 // One panel: what it is, what it says at the place that is pointed at, and its picture or its values.
-import { methodOf, type Panel } from "../model/panels";
+import { labelOf, methodOf, type Panel } from "../model/panels";
 import { plotOf, type Plot, type Range } from "../model/plot";
 import { timeText } from "../model/time";
 import type { Collection } from "../pull/types";
@@ -149,11 +149,10 @@ export class Card {
 
   private value(part: Collection, index: number): HTMLElement {
     const { scale } = this.panel;
-    const method = methodOf(part) ?? "value";
     return element(
       "span",
-      { className: `value ${method}` },
-      `${method === "list" ? "sample" : method} `,
+      { className: `value ${labelOf(part)}` },
+      `${labelOf(part)} `,
       element("b", {}, index < 0 ? "–" : scale.text(part.numbers[index]!)),
     );
   }

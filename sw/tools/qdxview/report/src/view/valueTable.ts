@@ -1,5 +1,5 @@
 // The values of a chart as a table: also those that have no time to draw them at.
-import { methodOf, type Panel } from "../model/panels";
+import { labelOf, type Panel } from "../model/panels";
 import type { Plot, Row } from "../model/plot";
 import { timeText, type Zone } from "../model/time";
 import { Table } from "./table";
@@ -31,7 +31,7 @@ export function valueTable(panel: Panel, plot: Plot, zone: Zone): HTMLElement {
     const valueAt = (row: number) =>
       places[index]![row]! < 0 ? undefined : part.numbers[places[index]![row]!];
     return {
-      title: `${methodOf(part) ?? "value"}${unit}`,
+      title: `${labelOf(part)}${unit}`,
       isNumber: true,
       key: valueAt,
       text: (row: number) => {
