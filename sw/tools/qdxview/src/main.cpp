@@ -12,11 +12,11 @@
 #include <new>
 #include <system_error>
 
+#include "files/inputFile.hpp"
+#include "files/outputFile.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
 #include "pull/catalogue.hpp"
-#include "pull/inputFile.hpp"
-#include "pull/outputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "pull/pullWriter.hpp"
 #include "pull/reportPage.hpp"
@@ -47,8 +47,8 @@ std::size_t widthFor(const Options& options) {
 std::vector<PulledMessage> readPulls(const Options& options) {
     const bool isFile = options.input != "-";
     const auto source = isFile ? options.input : "standard input";
-    auto input = isFile ? Qdx::Pull::readFile(source, Qdx::Pull::longestInput)
-                        : Qdx::Pull::readAll(std::cin, source, Qdx::Pull::longestInput);
+    auto input = isFile ? Qdx::Files::readFile(source, Qdx::Pull::longestInput)
+                        : Qdx::Files::readAll(std::cin, source, Qdx::Pull::longestInput);
     return Qdx::Pull::readPulls(std::move(input), source, options.inputForm);
 }
 
@@ -65,7 +65,7 @@ int write(std::ostream& out, const std::string& name, const Options& options,
 // Whole, or as it was before: a browser may be looking at it.
 int writePage(const Options& options, const std::vector<PulledMessage>& pulls,
               const Catalogue& catalogue) {
-    Qdx::Pull::OutputFile output(options.html);
+    Qdx::Files::OutputFile output(options.html);
     const auto name = options.input == "-"
                           ? std::string()
                           : std::filesystem::path(options.input).filename().string();
@@ -118,7 +118,7 @@ int guardedMain(int argc, char** argv) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
-    } catch (const Qdx::Pull::CannotCreate& error) {
+    } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
     }
 }

@@ -9,9 +9,9 @@
 
 #include "commands.hpp"
 #include "exitStatus.hpp"
+#include "files/outputFile.hpp"
 
 #include "pull/badData.hpp"
-#include "pull/outputFile.hpp"
 
 namespace {
 
@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
-    } catch (const Qdx::Pull::CannotCreate& error) {
+    } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
     } catch (const std::system_error& error) {
         return report(error.what(), EX_OSERR);

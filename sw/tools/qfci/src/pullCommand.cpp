@@ -7,10 +7,10 @@
 #include "commands.hpp"
 #include "control/blockingClient.hpp"
 #include "exitStatus.hpp"
+#include "files/outputFile.hpp"
 
 #include "progress.hpp"
 #include "pull/catalogue.hpp"
-#include "pull/outputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "pull/pullWriter.hpp"
 #include "signals.hpp"
@@ -20,9 +20,9 @@ namespace Qfci {
 namespace {
 
 using namespace Qdx::Control;
+using Qdx::Files::OutputFile;
 using Qdx::Pull::Catalogue;
 using Qdx::Pull::Format;
-using Qdx::Pull::OutputFile;
 
 constexpr int signalStatus = 128;
 

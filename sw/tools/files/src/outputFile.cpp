@@ -1,4 +1,4 @@
-#include "pull/outputFile.hpp"
+#include "files/outputFile.hpp"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 #include <iostream>
 #include <system_error>
 
-namespace Qdx::Pull {
+namespace Qdx::Files {
 
 namespace {
 
@@ -66,4 +66,4 @@ bool OutputFile::commit() {
     return !error;
 }
 
-}  // namespace Qdx::Pull
+}  // namespace Qdx::Files

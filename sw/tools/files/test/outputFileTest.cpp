@@ -1,5 +1,5 @@
 // Where a pull goes, and what is there when it fails.
-#include "pull/outputFile.hpp"
+#include "files/outputFile.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace Qdx::Pull;
+using namespace Qdx::Files;
 namespace fs = std::filesystem;
 
 class OutputFileTest : public testing::Test {
