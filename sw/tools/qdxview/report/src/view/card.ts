@@ -93,10 +93,9 @@ export class Card {
     });
     this.content.replaceChildren(host);
     if (plot.untimed > 0) {
-      const count = plot.untimed === 1 ? "1 value has" : `${plot.untimed.toLocaleString("en")} values have`;
-      this.content.append(
-        element("p", { className: "nothing" }, `${count} no time to draw it at; see Values.`),
-      );
+      const [values, them] = plot.untimed === 1 ? ["value has", "it"] : ["values have", "them"];
+      const note = `${plot.untimed.toLocaleString("en")} ${values} no time to draw ${them} at; see Values.`;
+      this.content.append(element("p", { className: "nothing" }, note));
     }
     this.chart = new Chart(host, this.panel, plot, this.settings, {
       zoom: this.zoom,

@@ -138,7 +138,7 @@ export class Chart {
     return {
       width: this.host.clientWidth,
       height: chartHeight,
-      padding: [8, 12, 0, 0],
+      padding: [8, 26, 0, 0],
       legend: { show: false },
       tzDate: (time) =>
         this.settings.zone === "utc" ? uPlot.tzDate(new Date(time * 1000), "Etc/UTC") : new Date(time * 1000),

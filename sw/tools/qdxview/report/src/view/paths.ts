@@ -27,11 +27,12 @@ export const points: uPlot.Series.PathBuilder = (u, row, from, to) => {
   const { x, y } = pixels(u, row);
   const { left, top, width, height } = u.bbox;
   const values = u.data[row] as ArrayLike<number | null>;
-  const radius = 1.6 * devicePixelRatio;
+  const areFew = to - from < width / 4;
+  const radius = (areFew ? 2.2 : 1.5) * devicePixelRatio;
   const columns = Math.ceil(width / radius) + 1;
   const taken = new Uint8Array(columns * (Math.ceil(height / radius) + 1));
   const fill = new Path2D();
-  const line = to - from < width / 4 ? new Path2D() : null;
+  const line = areFew ? new Path2D() : null;
   for (let index = from; index <= to; ++index) {
     const value = values[index];
     if (value === null || value === undefined) {

@@ -109,7 +109,7 @@ export class Sidebar {
     const link = element(
       "a",
       { href: `#panel-${panel.index}`, className: panel.shape },
-      element("span", {}, panel.context || "no context"),
+      element("span", {}, panel.context.replaceAll(",", ", ") || "no context"),
       element("small", {}, panel.window),
     );
     link.addEventListener("click", (event) => {

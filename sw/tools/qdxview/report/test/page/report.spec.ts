@@ -322,6 +322,18 @@ test("shows what a collector gave", async ({ page }) => {
   }
 });
 
+test("tells of values that have no time, and has them in the table", async ({ page }) => {
+  const pull = encodePull([
+    { kind: "counter", id: 7, method: "list", size: 9, times: [1000], values: [5, 6, 7] },
+  ]);
+  await page.goto(report("untimed", pull));
+  await expect(page.locator(".card .nothing")).toHaveText(
+    "2 values have no time to draw them at; see Values.",
+  );
+  await page.getByRole("button", { name: "Values" }).click();
+  await expect(page.locator(".card tbody tr:not(.spacer)")).toHaveText(["1970-01-01 00:16:405", "–6", "–7"]);
+});
+
 test("says so when a pull holds nothing", async ({ page }) => {
   await page.goto(report("none", encodePull([])));
   await expect(page.locator("main")).toContainText("This pull holds no collections.");
