@@ -27,8 +27,8 @@ add_custom_command(OUTPUT ${QDX_REPORT_PAGE}
 if(QDX_BUILD_TESTS AND NOT QDX_SANITIZE)
     set(environment QDX_SOURCES=${PROJECT_SOURCE_DIR} QDXVIEW=$<TARGET_FILE:qdxview>
         QDX_REPLAY=$<TARGET_FILE:qdx-replay> REPORT_TEST_OUTPUT=${CMAKE_CURRENT_BINARY_DIR}/reportTest)
-    add_test(NAME Report.Program COMMAND ${NPM} run --silent check-and-test WORKING_DIRECTORY ${report_directory})
-    add_test(NAME Report.Page COMMAND ${NPM} run --silent look WORKING_DIRECTORY ${report_directory})
-    set_tests_properties(Report.Program PROPERTIES ENVIRONMENT "${environment}" LABELS e2e TIMEOUT 300)
-    set_tests_properties(Report.Page PROPERTIES ENVIRONMENT "${environment}" LABELS e2e TIMEOUT 600)
+    add_test(NAME HtmlReport.Program COMMAND ${NPM} run --silent check-and-test WORKING_DIRECTORY ${report_directory})
+    add_test(NAME HtmlReport.Page COMMAND ${NPM} run --silent look WORKING_DIRECTORY ${report_directory})
+    set_tests_properties(HtmlReport.Program PROPERTIES ENVIRONMENT "${environment}" LABELS e2e TIMEOUT 300)
+    set_tests_properties(HtmlReport.Page PROPERTIES ENVIRONMENT "${environment}" LABELS e2e TIMEOUT 600)
 endif()

@@ -1,5 +1,23 @@
 import { defineConfig } from "vitest/config";
+import { existsSync, readFileSync } from "node:fs";
+import path from "node:path";
 import type { Plugin } from "vite";
+
+// What the libraries' licences want to be told with them: their licence files, and what their sources begin with.
+function noticesOf(modules: string[]): string {
+  const notices = new Set<string>();
+  for (const module of modules) {
+    const library = /^.*node_modules\/(?:@[^/]+\/)?[^/]+/.exec(module)?.[0];
+    const licence = library && path.join(library, "LICENSE");
+    if (licence && existsSync(licence)) {
+      notices.add(readFileSync(licence, "utf8").trim());
+    } else if (library) {
+      const [head = ""] = /^(?:\/\/.*\n)*/.exec(readFileSync(module, "utf8")) ?? [];
+      notices.add(head.replace(/^\/\/ ?/gm, "").trim());
+    }
+  }
+  return [...notices].filter((notice) => notice.includes("Copyright")).join("\n\n");
+}
 
 // One file that opens from disk: scripts and styles stand in the page itself. The script comes last, behind what
 // qdxview puts in place of the marker.
@@ -17,6 +35,11 @@ function intoOnePage(): Plugin {
         .replace(/\s*<link rel="stylesheet"[^>]*>/, "");
       for (const [name, part] of Object.entries(bundle)) {
         if (part.type === "chunk") {
+          const files = Object.keys(part.modules).filter((module) => module.endsWith(".js"));
+          html = html.replace(
+            "</body>",
+            () => `<!--\nParts of this page:\n\n${noticesOf(files)}\n-->\n</body>`,
+          );
           html = html.replace("</body>", () => `<script>${part.code}</script>\n</body>`);
           delete bundle[name];
         } else if (name.endsWith(".css")) {

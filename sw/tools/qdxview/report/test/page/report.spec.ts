@@ -79,6 +79,7 @@ test.describe("a report of an afternoon", () => {
   }) => {
     await expect(page).toHaveTitle("workbench-4 – afternoon.pull");
     await expect(page.locator("h1")).toHaveText("workbench-4");
+    expect(await page.evaluate(() => document.characterSet)).toBe("UTF-8");
     await expect(page.locator(".identity")).toContainText("serial number S004711");
     await expect(page.locator(".card")).toHaveCount(11);
     for (const [shape, count] of Object.entries({ band: 4, points: 2, bars: 3, records: 2 })) {
