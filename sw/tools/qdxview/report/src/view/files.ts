@@ -1,8 +1,10 @@
 // Files that the reader drops on the page or opens.
+import { longestInput } from "../pull/text";
 import { element } from "./dom";
 
 export interface GivenFile {
   name: string;
+  /** Cut off where it is longer than a pull may be. */
   content: Uint8Array;
 }
 
@@ -12,7 +14,7 @@ async function read(
   failed: (name: string) => void,
 ): Promise<void> {
   try {
-    given({ name: file.name, content: new Uint8Array(await file.arrayBuffer()) });
+    given({ name: file.name, content: new Uint8Array(await file.slice(0, longestInput + 1).arrayBuffer()) });
   } catch {
     failed(file.name);
   }

@@ -1,5 +1,5 @@
 import { describe, expect, test } from "vitest";
-import { messagesInFile, messagesInText } from "../../src/pull/text";
+import { longestInput, messagesInFile, messagesInText } from "../../src/pull/text";
 import { readSource } from "../support/program";
 
 const bytesOf = (text: string) => new TextEncoder().encode(text);
@@ -49,6 +49,12 @@ describe("the text of a pull", () => {
     ["<QdxOutput>C===</QdxOutput>", /it has 1 characters and 3 of padding/],
   ])("says what is wrong with %j", (text, what) => {
     expect(() => messagesInFile(bytesOf(text))).toThrow(what);
+  });
+
+  test("is refused when it is longer than any collector's", () => {
+    expect(() => messagesInFile(new Uint8Array(longestInput + 1))).toThrow(
+      "It is longer than 134,217,728 bytes.",
+    );
   });
 
   test("is not found in this program, which a report holds", () => {
