@@ -11,7 +11,7 @@ _qdxview() {
             _filedir xml
             return
             ;;
-        --output)
+        --output | --html)
             _filedir
             return
             ;;
@@ -21,7 +21,7 @@ _qdxview() {
     esac
     $split && return
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --width --raw --ascii --help --version' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --html --width --raw --ascii --help --version' -- "$cur")
     else
         _filedir
     fi

@@ -6,17 +6,21 @@
 
 #include <cerrno>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <new>
 #include <system_error>
 
+#include "files/inputFile.hpp"
+#include "files/outputFile.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
 #include "pull/catalogue.hpp"
-#include "pull/inputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "pull/pullWriter.hpp"
+#include "pull/reportPage.hpp"
+#include "reportTemplate.hpp"
 
 namespace {
 
@@ -43,8 +47,8 @@ std::size_t widthFor(const Options& options) {
 std::vector<PulledMessage> readPulls(const Options& options) {
     const bool isFile = options.input != "-";
     const auto source = isFile ? options.input : "standard input";
-    auto input = isFile ? Qdx::Pull::readFile(source, Qdx::Pull::longestInput)
-                        : Qdx::Pull::readAll(std::cin, source, Qdx::Pull::longestInput);
+    auto input = isFile ? Qdx::Files::readFile(source, Qdx::Pull::longestInput)
+                        : Qdx::Files::readAll(std::cin, source, Qdx::Pull::longestInput);
     return Qdx::Pull::readPulls(std::move(input), source, options.inputForm);
 }
 
@@ -58,12 +62,29 @@ int write(std::ostream& out, const std::string& name, const Options& options,
     return out.flush() ? EX_OK : report("cannot write " + name, EX_IOERR);
 }
 
+// Whole, or as it was before: a browser may be looking at it.
+int writePage(const Options& options, const std::vector<PulledMessage>& pulls,
+              const Catalogue& catalogue) {
+    Qdx::Files::OutputFile output(options.html);
+    const auto name = options.input == "-"
+                          ? std::string()
+                          : std::filesystem::path(options.input).filename().string();
+    Qdx::Pull::writeReportPage(output.stream(), Qdxview::reportTemplate(), pulls, catalogue, name);
+    return output.commit()
+               ? EX_OK
+               : report("cannot write " + (options.html == "-" ? "the output" : options.html),
+                        EX_IOERR);
+}
+
 // Everything is read before the output is opened: a damaged input leaves an older file alone, and
 // the output may be the input.
 int convert(const Options& options) {
     const auto catalogue =
         options.catalogue.empty() ? Catalogue() : Catalogue::read(options.catalogue);
     const auto pulls = readPulls(options);
+    if (!options.html.empty()) {
+        return writePage(options, pulls, catalogue);
+    }
     if (options.output == "-") {
         return write(std::cout, "the output", options, pulls, catalogue);
     }
@@ -85,6 +106,10 @@ int guardedMain(int argc, char** argv) {
         return report("raw bytes are not for a terminal; redirect them or give --output FILE",
                       EX_USAGE);
     }
+    if (!options->html.empty() && Qdxview::reportTemplate().empty()) {
+        return report("this build has no report page; --format gives the data in other forms",
+                      EX_UNAVAILABLE);
+    }
     // What is wrong with a message is ours to tell, in one line.
     google::protobuf::SetLogHandler(nullptr);
     try {
@@ -93,6 +118,8 @@ int guardedMain(int argc, char** argv) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
+    } catch (const Qdx::Files::CannotCreate& error) {
+        return report(error.what(), EX_CANTCREAT);
     }
 }
 

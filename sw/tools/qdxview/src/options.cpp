@@ -13,6 +13,7 @@ constexpr const char* examples =
     "Examples:\n"
     "  dch filter pull keep 11 | qdxview --catalogue infoObjectList.xml\n"
     "  qdxview --format csv --catalogue infoObjectList.xml --output pull.csv pull.txt\n"
+    "  qdxview --html report.html --catalogue infoObjectList.xml pull.txt\n"
     "  qdxview --format json pull.txt | jq .radioMetaData";
 
 constexpr std::size_t narrowest = 20;
@@ -29,6 +30,11 @@ void addOptions(CLI::App& app, Options& options) {
         ->type_name("FILE");
     app.add_option("--output", options.output, "File to write, instead of standard output")
         ->type_name("FILE");
+    app.add_option("--html", options.html,
+                   "Write a page with charts for a browser to this file; - is standard output")
+        ->type_name("FILE")
+        ->excludes("--format")
+        ->excludes("--output");
     app.add_option("--width", options.width, "Columns to fill, instead of the terminal's or 100")
         ->type_name("COLUMNS")
         ->check(CLI::Range(narrowest, widest));

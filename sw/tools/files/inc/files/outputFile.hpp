@@ -1,4 +1,4 @@
-// Where a pull goes.
+// Files that are written whole, or not at all.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Qfci {
+namespace Qdx::Files {
 
 // A file that can't be written; the text names it.
 class CannotCreate : public std::runtime_error {
@@ -37,4 +37,4 @@ private:
     std::ostream* out;
 };
 
-}  // namespace Qfci
+}  // namespace Qdx::Files

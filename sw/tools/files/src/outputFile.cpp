@@ -1,4 +1,4 @@
-#include "outputFile.hpp"
+#include "files/outputFile.hpp"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 #include <iostream>
 #include <system_error>
 
-namespace Qfci {
+namespace Qdx::Files {
 
 namespace {
 
@@ -34,7 +34,7 @@ OutputFile::OutputFile(const std::string& path) : out(&std::cout) {
     target = resolved(path);
     if (!isWrittenInPlace(target)) {
         beside = target;
-        beside += ".qfci." + std::to_string(getpid());
+        beside += ".new." + std::to_string(getpid());
     }
     file.open(beside.empty() ? target : beside, std::ios::binary);
     if (!file) {
@@ -66,4 +66,4 @@ bool OutputFile::commit() {
     return !error;
 }
 
-}  // namespace Qfci
+}  // namespace Qdx::Files

@@ -1,5 +1,5 @@
 // Where a pull goes, and what is there when it fails.
-#include "outputFile.hpp"
+#include "files/outputFile.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,13 +8,13 @@
 
 namespace {
 
-using namespace Qfci;
+using namespace Qdx::Files;
 namespace fs = std::filesystem;
 
 class OutputFileTest : public testing::Test {
 protected:
     OutputFileTest() {
-        auto pattern = (fs::temp_directory_path() / "qfciXXXXXX").string();
+        auto pattern = (fs::temp_directory_path() / "pullXXXXXX").string();
         folder = mkdtemp(pattern.data());
         path = (folder / "pull.bin").string();
     }

@@ -1,4 +1,4 @@
-#include "pull/inputFile.hpp"
+#include "files/inputFile.hpp"
 
 #include <array>
 #include <cerrno>
@@ -6,9 +6,9 @@
 #include <fstream>
 #include <system_error>
 
-#include "pull/badData.hpp"
+#include "files/badInput.hpp"
 
-namespace Qdx::Pull {
+namespace Qdx::Files {
 
 std::string readAll(std::istream& stream, const std::string& source, std::size_t limit) {
     std::string text;
@@ -16,7 +16,7 @@ std::string readAll(std::istream& stream, const std::string& source, std::size_t
     while (stream.read(chunk.data(), chunk.size()), stream.gcount() > 0) {
         text.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
         if (text.size() > limit) {
-            throw BadData(source + ": longer than " + std::to_string(limit) + " bytes");
+            throw BadInput(source + ": longer than " + std::to_string(limit) + " bytes");
         }
     }
     if (stream.bad()) {
@@ -37,4 +37,4 @@ std::string readFile(const std::string& path, std::size_t limit) {
     return readAll(file, path, limit);
 }
 
-}  // namespace Qdx::Pull
+}  // namespace Qdx::Files

@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-namespace DchFilter {
+namespace Qdx::Files {
 
 class BadInput : public std::runtime_error {
 public:
@@ -16,4 +16,4 @@ public:
     using runtime_error::runtime_error;
 };
 
-}  // namespace DchFilter
+}  // namespace Qdx::Files

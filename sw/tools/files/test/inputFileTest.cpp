@@ -1,14 +1,14 @@
-#include "pull/inputFile.hpp"
+#include "files/inputFile.hpp"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "errorText.hpp"
-#include "pull/badData.hpp"
+#include "files/badInput.hpp"
 #include "temporaryFolder.hpp"
 
-namespace Qdx::Pull {
+namespace Qdx::Files {
 namespace {
 
 TEST(InputFile, GivesAllBytes) {
@@ -24,13 +24,13 @@ TEST(InputFile, GivesMoreThanOneChunk) {
 
 TEST(InputFile, RefusesInputPastTheLimit) {
     std::istringstream stream("12345");
-    EXPECT_EQ(errorText<BadData>([&] { readAll(stream, "standard input", 4); }),
+    EXPECT_EQ(errorText<BadInput>([&] { readAll(stream, "standard input", 4); }),
               "standard input: longer than 4 bytes");
 }
 
 // An input without end is left in the middle.
 TEST(InputFile, ReadsNoFurtherThanTheLimit) {
-    EXPECT_EQ(errorText<BadData>([] { readFile("/dev/zero", 1000); }),
+    EXPECT_EQ(errorText<BadInput>([] { readFile("/dev/zero", 1000); }),
               "/dev/zero: longer than 1000 bytes");
 }
 
@@ -54,4 +54,4 @@ TEST(InputFile, RefusesADirectory) {
 }
 
 }  // namespace
-}  // namespace Qdx::Pull
+}  // namespace Qdx::Files
