@@ -1,12 +1,11 @@
 #include "columns.hpp"
 
 #include <algorithm>
+#include <numeric>
 
 namespace Qdxview {
 
 namespace {
-
-constexpr std::size_t gap = 2;
 
 // As much of the end of a plain text as fits.
 std::string keepEnd(const std::string& text, std::size_t width, Qdx::Pull::Glyphs glyphs) {
@@ -55,11 +54,7 @@ bool Columns::cutOne() {
 }
 
 std::size_t Columns::width() const {
-    std::size_t sum = 0;
-    for (const auto width : widths) {
-        sum += width + gap;
-    }
-    return sum;
+    return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
 }
 
 std::string Columns::headings() const {
@@ -73,7 +68,7 @@ std::string Columns::headings() const {
 std::string Columns::text(const Cells& row) const {
     std::string line;
     for (std::size_t i = 0; i < widths.size(); ++i) {
-        line.append(cell(i, row[i])).append(gap, ' ');
+        line.append(i == 0 ? 0 : gap, ' ').append(cell(i, row[i]));
     }
     return line;
 }

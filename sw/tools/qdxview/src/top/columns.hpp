@@ -18,10 +18,12 @@ struct Column {
     bool keepsEnd = false;      // it is its end that is kept
 };
 
-// How wide the columns of a table are, and its lines in these widths. A gap stands behind each
-// column.
+// How wide the columns of a table are, and its lines in these widths.
 class Columns {
 public:
+    // Between columns.
+    static constexpr std::size_t gap = 2;
+
     // Wide enough for headings and rows; if that takes more than the line, the columns are cut that
     // have most to give.
     Columns(std::vector<Column> shape, const std::vector<Cells>& rows, std::size_t line,

@@ -14,7 +14,7 @@ using Qdx::Pull::Glyphs;
 using Qdx::Pull::SeriesDigest;
 
 constexpr std::size_t headerLines = 3;  // the last of them empty
-constexpr std::size_t mostFilterShare = 3;
+constexpr std::size_t lowScreen = 20;
 constexpr std::size_t narrowestPlot = 8;
 constexpr std::size_t wantedPlot = 16;
 constexpr std::size_t widestPlot = 64;
@@ -89,6 +89,10 @@ const char* stateText(FilterState state) {
     return "hidden";
 }
 
+// In front of the selected filter, and of the others.
+const std::string mark = "> ";
+const std::string unmarked = "  ";
+
 Cells filterCells(const FilterPicture& filter) {
     const auto* const digest = filter.digest.get();
     return {std::to_string(filter.id),
@@ -113,22 +117,24 @@ Screen filterTable(const Picture& picture, const View* view, const Canvas& canva
                            {"VALUES", true},
                            {"USE"},
                            {"TAGS", false, 8}},
-                          rows, canvas.size.columns, canvas.glyphs);
-    Screen lines{{{"  " + columns.headings(), Style::Heading}}};
+                          rows, canvas.size.columns - std::min(canvas.size.columns, mark.size()),
+                          canvas.glyphs);
+    Screen lines{Line{{unmarked + columns.headings(), Style::Heading}}};
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const auto& filter = picture.filters[i];
         const bool selected = view != nullptr && view->selected == filter.id;
         const auto style = selected                                ? Style::Selected
                            : filter.state == FilterState::Collects ? Style::Plain
                                                                    : Style::Faint;
-        lines.push_back({{(selected ? "> " : "  ") + columns.text(rows[i]), style}});
+        lines.push_back({{(selected ? mark : unmarked) + columns.text(rows[i]), style}});
     }
     return lines;
 }
 
 // Lines of the filters that fit, the heading not counted.
 std::size_t filterRows(const Picture& picture, const Size& size) {
-    return std::min(picture.filters.size(), std::max<std::size_t>(size.lines / mostFilterShare, 1));
+    const auto share = size.lines < lowScreen ? 6U : 3U;
+    return std::min(picture.filters.size(), std::max<std::size_t>(size.lines / share, 1));
 }
 
 // So many of the filters that the selected one is among them.
@@ -210,6 +216,21 @@ Cells seriesCells(const SeriesDigest& series, WallTime now) {
     return {series.name, series.context, series.aggregation, series.newest, age};
 }
 
+// On a narrow terminal the values matter more than the plot.
+Columns seriesColumns(const std::vector<Cells>& rows, const Canvas& canvas) {
+    constexpr std::size_t narrow = 80;
+    const auto width = canvas.size.columns;
+    const bool tight = width < narrow;
+    return {{{"NAME", false, std::size_t{tight ? 8U : 20U}, true},
+             {"CONTEXT", false, std::size_t{tight ? 4U : 12U}},
+             {"AGGREGATION", false, std::size_t{tight ? 3U : 14U}},
+             {"NEWEST", false, std::size_t{tight ? 10U : 12U}},
+             {"AGE", true}},
+            rows,
+            tight ? width : width - wantedPlot - Columns::gap,
+            canvas.glyphs};
+}
+
 // The heading, then a line for each series from the first shown on, so many at most.
 Screen seriesTable(const std::vector<const SeriesDigest*>& all, std::size_t first, std::size_t most,
                    const Canvas& canvas) {
@@ -218,18 +239,15 @@ Screen seriesTable(const std::vector<const SeriesDigest*>& all, std::size_t firs
         rows.push_back(seriesCells(*series, canvas.now));
     }
     const auto width = canvas.size.columns;
-    const Columns columns({{"NAME", false, 20, true},
-                           {"CONTEXT", false, 12},
-                           {"AGGREGATION", false, 14},
-                           {"NEWEST", false, 12},
-                           {"AGE", true}},
-                          rows, width - std::min(width, wantedPlot), canvas.glyphs);
-    const auto rest = width - std::min(width, columns.width());
+    const auto columns = seriesColumns(rows, canvas);
+    const auto used = columns.width() + Columns::gap;
+    const auto rest = width - std::min(width, used);
     const auto plot = rest < narrowestPlot ? 0 : std::min(rest, widestPlot);
-    Screen lines{{{columns.headings() + (plot > 0 ? "PLOT" : ""), Style::Heading}}};
+    const std::string gap(plot > 0 ? Columns::gap : 0, ' ');
+    Screen lines{Line{{columns.headings() + gap + (plot > 0 ? "PLOT" : ""), Style::Heading}}};
     for (auto i = first; i < rows.size() && i - first < most; ++i) {
         lines.push_back(
-            {{columns.text(rows[i])}, {plotOf(*all[i], plot, canvas.glyphs), Style::Plot}});
+            {{columns.text(rows[i]) + gap}, {plotOf(*all[i], plot, canvas.glyphs), Style::Plot}});
     }
     return lines;
 }
@@ -246,7 +264,7 @@ Screen seriesPane(const FilterPicture& filter, const View& view, std::size_t mos
 }
 
 Screen absencePane(const FilterPicture& filter, const std::string& wake) {
-    return {{{nameText(filter), Style::Heading}}, {{absenceText(filter, wake)}}};
+    return {Line{{nameText(filter), Style::Heading}}, Line{{absenceText(filter, wake)}}};
 }
 
 // --- The screen --------------------------------------------------------------------------------
@@ -277,7 +295,7 @@ Screen helpLines() {
           "q                        quit", "",
           "USE estimates what the series shown take of the filter's budget.",
           "Any key leaves this help."}) {
-        lines.push_back({{text}});
+        lines.push_back(Line{{text}});
     }
     return lines;
 }
@@ -298,7 +316,7 @@ void append(Screen& screen, Screen lines) {
 
 Screen body(const Picture& picture, const View& view, const Canvas& canvas) {
     if (!picture.answered || picture.filters.empty()) {
-        return picture.answered ? Screen{{{"There are no filters."}}} : Screen{};
+        return picture.answered ? Screen{Line{{"There are no filters."}}} : Screen{};
     }
     auto lines = visibleFilters(picture, view, canvas);
     lines.emplace_back();
@@ -344,14 +362,15 @@ Screen paintWhole(const Picture& picture, const Canvas& canvas) {
     const View everything;
     auto screen = header(picture, clockText(canvas.now), canvas);
     if (picture.filters.empty()) {
-        screen.push_back({{"There are no filters."}});
+        screen.push_back(Line{{"There are no filters."}});
     } else {
         append(screen, filterTable(picture, nullptr, canvas));
     }
     for (const auto& filter : picture.filters) {
         screen.emplace_back();
-        append(screen, seriesPane(filter, everything,
-                                  filter.digest ? filter.digest->series.size() : 0, canvas));
+        append(screen, filter.digest
+                           ? seriesPane(filter, everything, filter.digest->series.size(), canvas)
+                           : absencePane(filter, "--filter " + filter.name));
     }
     cutLines(screen, canvas);
     return screen;
