@@ -50,10 +50,10 @@ std::string summaryText(const Picture& picture) {
 Line stateLine(const Picture& picture, const Canvas& canvas) {
     constexpr auto noticeable = std::chrono::seconds(3);
     if (!picture.complaint.empty()) {
-        const auto since = picture.answered ? "; the last answer was " +
-                                                  ageText(*picture.answered, canvas.now) + " ago"
-                                            : std::string();
-        return {{picture.complaint + since, Style::Alert}};
+        const auto since = picture.answered
+                               ? "no answer for " + ageText(*picture.answered, canvas.now) + ": "
+                               : std::string();
+        return {{since + picture.complaint, Style::Alert}};
     }
     Line line;
     if (picture.answered) {
@@ -111,12 +111,12 @@ Screen filterTable(const Picture& picture, const View* view, const Canvas& canva
         rows.push_back(filterCells(filter));
     }
     const Columns columns({{"ID", true},
-                           {"NAME", false, 16},
+                           {"NAME", false, 8},
                            {"STATE"},
                            {"SERIES", true},
                            {"VALUES", true},
                            {"USE"},
-                           {"TAGS", false, 8}},
+                           {"TAGS", false, 4}},
                           rows, canvas.size.columns - std::min(canvas.size.columns, mark.size()),
                           canvas.glyphs);
     Screen lines{Line{{unmarked + columns.headings(), Style::Heading}}};
@@ -174,8 +174,7 @@ std::string absenceText(const FilterPicture& filter, const std::string& wake) {
         case FilterState::Disabled:
             return "The filter is disabled, and holds nothing.";
         case FilterState::Sleeps:
-            return "It collects from its first pull on, and nobody was seen to pull it. " + wake +
-                   " does.";
+            return "It collects from its first pull on; none was seen. " + wake + " pulls it.";
         case FilterState::Unreachable:
             return "Other filters have its name and its number: no command reaches it.";
         case FilterState::Collects:
@@ -277,8 +276,8 @@ Line footer(const View& view, const Canvas& canvas) {
     const bool arrows = canvas.glyphs == Glyphs::Unicode;
     return {
         {arrows
-             ? "↑↓ filter  ←→ series  / search  s sort  p pause  +- period  ? help  q quit"
-             : "jk filter  PgUp PgDn series  / search  s sort  p pause  +- period  ? help  q quit",
+             ? "q quit  ? help  ↑↓ filter  ←→ series  / search  s sort  p pause  +- period"
+             : "q quit  ? help  jk filter  PgUp PgDn series  / search  s sort  p pause  +- period",
          Style::Faint}};
 }
 

@@ -120,9 +120,8 @@ TEST_F(PainterTest, ACollectorThatIsGoneIsToldAndTheLastPictureIsFaint) {
     picture.complaint = "no collector answers at /run";
     picture.answered = now - 90s;
     const auto screen = paint(24, 100);
-    EXPECT_EQ(
-        screen.at(1),
-        (Line{{"no collector answers at /run; the last answer was 1 min ago", Style::Alert}}));
+    EXPECT_EQ(screen.at(1),
+              (Line{{"no answer for 1 min: no collector answers at /run", Style::Alert}}));
     EXPECT_THAT(textOf(screen), HasSubstr("37.5 %"));
     for (std::size_t line = 3; line + 1 < screen.size(); ++line) {
         EXPECT_THAT(screen[line], Each(Field(&Span::style, Style::Faint)));
@@ -147,8 +146,8 @@ TEST_F(PainterTest, ASlowAnswerIsToldOnceItIsNoticeable) {
 
 TEST_F(PainterTest, SaysWhyAFilterHasNoSeries) {
     view.selected = 12;
-    EXPECT_THAT(text(), HasSubstr("It collects from its first pull on, and nobody was seen to "
-                                  "pull it. Enter does."));
+    EXPECT_THAT(text(),
+                HasSubstr("It collects from its first pull on; none was seen. Enter pulls it."));
     view.selected = 13;
     EXPECT_THAT(text(), HasSubstr("The filter is disabled, and holds nothing."));
     view.selected = 14;
