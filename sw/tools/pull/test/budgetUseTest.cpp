@@ -24,7 +24,10 @@ struct Line {
 std::vector<Line> linesOfPage() {
     std::ifstream page(MEMORY_PAGE);
     std::vector<Line> lines;
-    for (std::string text; std::getline(page, text);) {
+    std::string text;
+    while (std::getline(page, text) && !text.starts_with("| sample | captured by |")) {
+    }
+    while (std::getline(page, text) && text != "<!-- end -->") {
         std::vector<std::string> cells;
         std::istringstream row(text);
         for (std::string cell; std::getline(row, cell, '|');) {
