@@ -234,6 +234,7 @@ Columns seriesColumns(const std::vector<Cells>& rows, const Canvas& canvas) {
 Screen seriesTable(const std::vector<const SeriesDigest*>& all, std::size_t first, std::size_t most,
                    const Canvas& canvas) {
     std::vector<Cells> rows;
+    rows.reserve(all.size());
     for (const auto* series : all) {
         rows.push_back(seriesCells(*series, canvas.now));
     }

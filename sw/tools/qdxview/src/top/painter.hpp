@@ -9,9 +9,9 @@ namespace Qdxview {
 
 // What a picture is painted with.
 struct Canvas {
-    Size size;
-    Qdx::Pull::Glyphs glyphs;
-    WallTime now;
+    Size size{};
+    Qdx::Pull::Glyphs glyphs = Qdx::Pull::Glyphs::Unicode;
+    WallTime now{};
 };
 
 // As many lines as the canvas has: the collector, its filters, the series of the selected filter,

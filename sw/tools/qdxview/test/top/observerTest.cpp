@@ -36,8 +36,6 @@ protected:
     Observer observer{unit, {}, Glyphs::Unicode};
 };
 
-constexpr WallTime ObserverTest::now;
-
 TEST_F(ObserverTest, KeepsWhatAPullGave) {
     observer.listed({listed(12, "12")}, now);
     EXPECT_THAT(observer.pullable(), ElementsAre(12));

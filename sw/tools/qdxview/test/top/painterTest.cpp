@@ -84,8 +84,6 @@ protected:
     View view;
 };
 
-constexpr WallTime PainterTest::now;
-
 TEST_F(PainterTest, GoldenScreen) {
     Qdx::Test::expectGolden("screen.txt", text());
 }
