@@ -15,13 +15,13 @@
 #include <system_error>
 
 #include "collector.hpp"
-#include "endSignals.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
 #include "pull/catalogue.hpp"
 #include "pull/inputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "pull/pullWriter.hpp"
+#include "signals.hpp"
 #include "terminal.hpp"
 #include "top.hpp"
 

@@ -135,6 +135,10 @@ Terminal::Terminal(bool colours)
 }
 
 Terminal::~Terminal() {
+    giveBack();
+}
+
+void Terminal::giveBack() {
     endwin();
 }
 

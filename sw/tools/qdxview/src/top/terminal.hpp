@@ -16,9 +16,9 @@ class NoTerminal : public std::runtime_error {
 };
 
 // While it lives, standard input and output are a screen of their own beside the one that the shell
-// wrote on, and keys come one by one. Ctrl-Z gives the shell its screen back for as long as it
-// lasts. One at a time in a process, on one thread, in the locale that the process has set; signals
-// that end the process are its owner's to handle.
+// wrote on, and keys come one by one. One at a time in a process, on one thread, in the locale that
+// the process has set. Signals that end or stop the process are its owner's to handle, from before
+// it is made.
 class Terminal {
 public:
     // Throws NoTerminal.
@@ -30,8 +30,11 @@ public:
     // At the moment.
     Size size();
 
-    // Writes what differs from what is on the screen.
+    // Writes what differs from what is on the screen. After giveBack() it takes the terminal again.
     void show(const Screen& screen);
+
+    // The shell's screen and keyboard are as they were before.
+    static void giveBack();
 
     // Waits until there are keys, or the descriptor is readable, or a signal or the time has come.
     // False if the terminal is gone.

@@ -4,12 +4,12 @@
 #include <cstdlib>
 
 #include "collector.hpp"
-#include "endSignals.hpp"
 #include "eventDescriptor.hpp"
 #include "observer.hpp"
 #include "painter.hpp"
 #include "poller.hpp"
 #include "pull/badData.hpp"
+#include "signals.hpp"
 #include "terminal.hpp"
 #include "view.hpp"
 
@@ -88,19 +88,23 @@ int showTop(const TopOptions& options) {
     const auto unit = readUnitConfiguration();
     const auto catalogue = catalogueOf(options, unit);
     const EventDescriptor news;
-    const EndSignals signals(news);
+    const Signals signals(news);
     Terminal terminal(wantsColours());
     Poller poller(Observer(unit, options.filters, options.glyphs), catalogue, options.glyphs,
                   {std::nullopt, options.period}, [&news] { news.raise(); });
     Viewer viewer(terminal, poller, options);
     do {
+        if (Signals::takeStop()) {
+            terminal.giveBack();
+            stop();
+        }
         viewer.show();
         if (!terminal.await(news.fd(), tick)) {
             return SIGHUP;
         }
         news.clear();
-    } while (EndSignals::come() == 0 && viewer.obey());
-    return EndSignals::come();
+    } while (Signals::end() == 0 && viewer.obey());
+    return Signals::end();
 }
 
 void printTop(std::ostream& out, const TopOptions& options, std::size_t width) {
