@@ -95,7 +95,7 @@ int showTop(const TopOptions& options) {
     Viewer viewer(terminal, poller, options);
     do {
         if (Signals::takeStop()) {
-            terminal.giveBack();
+            Terminal::giveBack();
             stop();
         }
         viewer.show();
