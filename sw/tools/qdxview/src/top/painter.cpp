@@ -22,8 +22,8 @@ constexpr std::size_t widestPlot = 64;
 // --- The header --------------------------------------------------------------------------------
 
 std::string useText(std::uint64_t bytes, const std::optional<std::uint64_t>& limit) {
-    const auto use = "~" + bytesText(bytes);
-    return limit ? use + " of " + bytesText(*limit) : use;
+    auto use = std::string("~").append(bytesText(bytes));
+    return limit ? use.append(" of ").append(bytesText(*limit)) : use;
 }
 
 // How much of everything there is, as far as it was pulled.
@@ -50,9 +50,11 @@ std::string summaryText(const Picture& picture) {
 Line stateLine(const Picture& picture, const Canvas& canvas) {
     constexpr auto noticeable = std::chrono::seconds(3);
     if (!picture.complaint.empty()) {
-        const auto since = picture.answered
-                               ? "no answer for " + ageText(*picture.answered, canvas.now) + ": "
-                               : std::string();
+        std::string since;
+        if (picture.answered) {
+            since.append("no answer for ").append(ageText(*picture.answered, canvas.now));
+            since.append(": ");
+        }
         return {{since + picture.complaint, Style::Alert}};
     }
     Line line;
@@ -174,7 +176,9 @@ std::string absenceText(const FilterPicture& filter, const std::string& wake) {
         case FilterState::Disabled:
             return "The filter is disabled, and holds nothing.";
         case FilterState::Sleeps:
-            return "It collects from its first pull on; none was seen. " + wake + " pulls it.";
+            return std::string("It collects from its first pull on; none was seen. ")
+                .append(wake)
+                .append(" pulls it.");
         case FilterState::Unreachable:
             return "Other filters have its name and its number: no command reaches it.";
         case FilterState::Collects:
@@ -185,7 +189,8 @@ std::string absenceText(const FilterPicture& filter, const std::string& wake) {
 
 std::string nameText(const FilterPicture& filter) {
     const auto id = std::to_string(filter.id);
-    return filter.name == id ? "Filter " + id : "Filter " + filter.name + " (" + id + ")";
+    auto text = std::string("Filter ").append(filter.name);
+    return filter.name == id ? text : text.append(" (").append(id).append(")");
 }
 
 // REQUIRES: the filter has a digest.
@@ -271,7 +276,7 @@ Screen absencePane(const FilterPicture& filter, const std::string& wake) {
 
 Line footer(const View& view, const Canvas& canvas) {
     if (view.searching) {
-        return {{"Search: " + view.search + "_"},
+        return {{std::string("Search: ").append(view.search).append("_")},
                 {"  Enter keeps it, Escape ends it", Style::Faint}};
     }
     const bool arrows = canvas.glyphs == Glyphs::Unicode;
@@ -307,7 +312,8 @@ Screen header(const Picture& picture, const std::string& right, const Canvas& ca
 }
 
 std::string refreshText(const View& view) {
-    return view.paused ? "paused  " : "every " + periodText(view.period) + "  ";
+    return view.paused ? "paused  "
+                       : std::string("every ").append(periodText(view.period)).append("  ");
 }
 
 void append(Screen& screen, Screen lines) {
@@ -370,7 +376,7 @@ Screen paintWhole(const Picture& picture, const Canvas& canvas) {
         screen.emplace_back();
         append(screen, filter.digest
                            ? seriesPane(filter, everything, filter.digest->series.size(), canvas)
-                           : absencePane(filter, "--filter " + filter.name));
+                           : absencePane(filter, std::string("--filter ").append(filter.name)));
     }
     cutLines(screen, canvas);
     return screen;
