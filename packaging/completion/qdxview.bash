@@ -15,13 +15,17 @@ _qdxview() {
             _filedir
             return
             ;;
-        --width)
+        --filter)
+            mapfile -t COMPREPLY < <(dch --complete filter pull keep "$cur" 2>/dev/null)
+            return
+            ;;
+        --width | --every)
             return
             ;;
     esac
     $split && return
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --html --width --raw --ascii --help --version' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --html --width --raw --ascii --top --every --filter --once --help --version' -- "$cur")
     else
         _filedir
     fi

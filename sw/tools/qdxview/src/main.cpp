@@ -1,17 +1,21 @@
 // Shows people what a pull gave, and gives other programs its data.
 #include <google/protobuf/stubs/logging.h>
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <sysexits.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <string_view>
 #include <system_error>
 
+#include "collector.hpp"
 #include "files/inputFile.hpp"
 #include "files/outputFile.hpp"
 #include "options.hpp"
@@ -21,6 +25,9 @@
 #include "pull/pullWriter.hpp"
 #include "pull/reportPage.hpp"
 #include "reportTemplate.hpp"
+#include "signals.hpp"
+#include "terminal.hpp"
+#include "top.hpp"
 
 namespace {
 
@@ -95,6 +102,34 @@ int convert(const Options& options) {
     return write(file, options.output, options, pulls, catalogue);
 }
 
+int showLiveView(const Options& options) {
+    if (isatty(STDOUT_FILENO) == 0 || isatty(STDIN_FILENO) == 0) {
+        return report("the live view needs a terminal; give --once to print it once", EX_USAGE);
+    }
+    auto liveView = options.liveView;
+    // The screen knows only the characters of the locale.
+    std::setlocale(LC_CTYPE, "");
+    if (nl_langinfo(CODESET) != std::string_view("UTF-8")) {
+        liveView.glyphs = Qdx::Pull::Glyphs::Ascii;
+    }
+    if (const int signal = Qdxview::showTop(liveView); signal != 0) {
+        Qdxview::endBy(signal);
+    }
+    return EX_OK;
+}
+
+int printLiveView(const Options& options) {
+    Qdxview::printTop(std::cout, options.liveView, widthFor(options));
+    return std::cout.flush() ? EX_OK : report("cannot write the output", EX_IOERR);
+}
+
+int act(const Options& options) {
+    if (!options.top) {
+        return convert(options);
+    }
+    return options.once ? printLiveView(options) : showLiveView(options);
+}
+
 int guardedMain(int argc, char** argv) {
     int status = EX_OK;
     const auto options = Qdxview::parseOptions(argc, argv, status);
@@ -113,13 +148,17 @@ int guardedMain(int argc, char** argv) {
     // What is wrong with a message is ours to tell, in one line.
     google::protobuf::SetLogHandler(nullptr);
     try {
-        return convert(*options);
+        return act(*options);
     } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
     } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
+    } catch (const Qdxview::NoTerminal& error) {
+        return report(error.what(), EX_USAGE);
+    } catch (const Qdxview::NoAnswer& error) {
+        return report(error.what(), EX_UNAVAILABLE);
     }
 }
 
