@@ -253,6 +253,7 @@ class LiveView(unittest.TestCase):
                          "qdxview: no live view on a terminal of type nonsense; set TERM, or give --once\r\n64\r\n")
 
     def test_prints_one_picture(self):
+        self.leave(self.open_view_of_values())
         answer = self.unit.run("qdxview", "--top", "--once", "--filter", "15", "--width", "90", expect=[0])
         self.assertNotIn("\x1b", answer.output)
         self.assertRegex(answer.output, r"\n  15  15 +on +\d+ +\d+  ~\d+ KiB +CPU, NET\n")
