@@ -1,7 +1,7 @@
 """Examples of a shell: what is typed, and what it shows.
 
     $ command            goes on in the next line behind a trailing backslash
-    what it shows        "..." inside a line stands for any text, a line "..." for any lines
+    what it shows        "..." inside a line stands for any text, a line "..." for any lines, two blanks for two or more
 
 All commands of a page run in one bash. One that fails must show why: its text, or its status with echo $? next.
 """
@@ -66,7 +66,8 @@ def pattern_of(shown):
         if line.strip() == "...":
             pattern += r"(?:[^\n]*\n)*?"
         else:
-            pattern += ".*?".join(re.escape(piece) for piece in line.rstrip().split("...")) + r"[ \t]*\n"
+            pieces = (re.sub(r"(\\ ){2,}", " {2,}", re.escape(piece)) for piece in line.rstrip().split("..."))
+            pattern += ".*?".join(pieces) + r"[ \t]*\n"
     return re.compile(pattern)
 
 
