@@ -52,7 +52,12 @@ def expect_lines(block, lines):
 
 
 def check_filter(block, page):
-    """A filter file, or only statements; the comment before it may name the list of objects."""
+    """A filter file, or only statements, each of which captures something.
+
+    The comment before may name the file that it is of, or the list of objects instead of that of examples/host.
+    """
+    if block.note.endswith(".filter"):
+        expect_lines(block, lines_of(page.tree.source / block.note))
     text = "\n".join(block.lines) + "\n"
     if not re.search(r"^limit\b", text, re.M):
         text = "limit 0\n" + text
@@ -76,7 +81,7 @@ def expect_success(block, page, text, suffix, *command):
         file.write(text)
     pathlib.Path(file.name).chmod(0o644)
     result = page.unit.run(*command, pathlib.Path(file.name).name)
-    if result.returncode != 0:
+    if result.returncode != 0 or "warning:" in result.stdout:
         raise Mismatch(block.line, f"{command[0]} does not take this:\n{result.stdout}")
 
 

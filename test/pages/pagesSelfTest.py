@@ -116,6 +116,8 @@ class ExamplesOfAPage(unittest.TestCase):
             block("cpp", "packets.add(100);", "// ...", "int main() {", note="examples/frontend/tenLines.cpp"): 5,
             block("cpp", "int main() {", note="examples/frontend/nowhere.cpp"): 3,
             block("filter", "tags CPU max count 10 25"): 2,
+            block("filter", "tags NONE list count 5"): 2,
+            block("filter", "tags LOAD list count 0"): 2,
             block("xml", '<object id="1" name="a:b" type="none"/>'): 2,
             block("toml", "[qdx]", "enabled = 0"): 2,
             block("toml", "[qdx.staticFilters]", 'enabledByDefault = ["x"]', 'x = ["dch", "limit 0", "dch", "lists 5"]'): 2,
