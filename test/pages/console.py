@@ -9,6 +9,7 @@ import dataclasses
 import os
 import re
 import select
+import signal
 import subprocess
 import time
 
@@ -100,12 +101,11 @@ class Shell:
         return int(self._read_to_nul(deadline)), text
 
     def close(self):
+        """Ends the shell, and what it left running or waits for."""
         os.close(self.writer)
-        try:
-            self.bash.wait(COMMAND_SECONDS)
-        finally:
-            self.bash.kill()
-            self.bash.stdout.close()
+        os.killpg(self.bash.pid, signal.SIGKILL)
+        self.bash.wait(COMMAND_SECONDS)
+        self.bash.stdout.close()
 
     def _read_to_nul(self, deadline):
         while b"\0" not in self.buffer:

@@ -80,7 +80,7 @@ class PageUnit:
 
     def other_unit_answers(self, database, *command):
         """What a command says on another unit with this database, while the page's own goes on."""
-        root = self._own(pathlib.Path(tempfile.mkdtemp(dir=self.top)))
+        root = pathlib.Path(tempfile.mkdtemp(dir=self.top))
         environment = dict(self.environment, UNIT_ROOT=str(root))
         self._write_database(root, database)
         collector = self._start_collector(environment)
@@ -137,6 +137,7 @@ class PageUnit:
         database = root / DATABASE
         database.parent.mkdir(parents=True, exist_ok=True)
         database.write_text(text)
+        self._own(root)
 
     def _start(self, name, environment):
         log = self.home / f"{name}.log"
