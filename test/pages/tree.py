@@ -1,5 +1,6 @@
 """What exists: programs and their options, targets, scripts, paths and words of the sources."""
 import functools
+import itertools
 import json
 import pathlib
 import re
@@ -103,6 +104,8 @@ class Tree:
             if not self.has_path(program):
                 return f"there is no {program}"
             return self._fault_of_options(program, arguments)
+        if program in ("dch", "rodc"):
+            return self._fault_of_command_words(program, arguments) or self._fault_of_options(program, arguments)
         if program in PROGRAMS:
             return self._fault_of_options(program, arguments)
         if program.startswith("build/"):
@@ -126,6 +129,13 @@ class Tree:
             if name == "ARGS" and self._fault_of_options(scripts[0], shlex.split(value)):
                 return self._fault_of_options(scripts[0], shlex.split(value))
         return None
+
+    def _fault_of_command_words(self, program, arguments):
+        """A row of the collector's tables begins with the first two words, or with the first and then a parameter."""
+        words = list(itertools.takewhile(str.isalpha, arguments[:2]))
+        rows = (" ".join([program, *words]), " ".join([program, *words[:1], "<"]))
+        known = not words or any(f'"{row}' in self.literals for row in rows)
+        return None if known else f"there is no command {rows[0]}"
 
     def _fault_of_options(self, program, arguments):
         for word in arguments:
