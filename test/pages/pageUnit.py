@@ -159,6 +159,7 @@ class PageUnit:
         deadline = time.monotonic() + PATIENCE_SECONDS
         while "qdxd: ready" not in collector.log.read_text():
             if collector.poll() is not None or time.monotonic() > deadline:
+                self._end(collector)
                 raise NoUnit(f"the collector does not start: {collector.log.read_text().strip()}")
             time.sleep(0.02)
         return collector
