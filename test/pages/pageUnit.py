@@ -174,7 +174,9 @@ class PageUnit:
             process.kill()
             process.wait()
         name, status = process.args[0].name, process.returncode
-        return f"{name} ended with {status}: {process.log.read_text().strip()}" if status != 0 else None
+        # What is asked to end before it listens to that, ends by the signal.
+        fine = status in (0, -signal.SIGTERM)
+        return None if fine else f"{name} ended with {status}: {process.log.read_text().strip()}"
 
     def _start_daemon(self):
         if self.daemon:
