@@ -6,6 +6,7 @@
 All commands of a page run in one bash. One that fails must show why: its text, or its status with echo $? next.
 """
 import dataclasses
+import itertools
 import os
 import re
 import select
@@ -87,7 +88,7 @@ class Shell:
         # The loop reads its commands from descriptor 3, which a duplicate of another number leads to.
         self.bash = subprocess.Popen(["bash", "--norc", "--noprofile", "-c", f"exec 3<&{reader}\n{LOOP}"],
                                      env=environment, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                     pass_fds=[reader], start_new_session=True, **identity)
+                                     stderr=subprocess.DEVNULL, pass_fds=[reader], start_new_session=True, **identity)
         os.close(reader)
         self.buffer = b""
 
@@ -136,7 +137,7 @@ def run_block(block, shell):
     examples = examples_of(block)
     for example, following in zip(examples, examples[1:] + [None]):
         deadline = time.monotonic() + (REPEAT_SECONDS if block.note == "repeat" else 0)
-        while True:
+        for attempt in itertools.count(1):
             try:
                 fault = fault_of(example, *shell.run(example.command), following)
             except (TimeoutError, EOFError) as error:
@@ -145,4 +146,4 @@ def run_block(block, shell):
                 break
             if time.monotonic() >= deadline:
                 raise Mismatch(example.line, fault)
-            time.sleep(0.1)
+            time.sleep(min(0.1 * attempt, 0.5))
