@@ -7,6 +7,7 @@ import pathlib
 import re
 import tempfile
 
+from commandLine import fault_of_command
 from console import Mismatch, run_block
 from pageUnit import HOST_LIST, NoUnit
 from tree import PROGRAMS
@@ -33,9 +34,12 @@ def lines_of(path):
 
 
 def is_built(path, tree):
-    name = pathlib.Path(path).name
-    users = (text for user, text in tree.sources.items() if user != path)
-    return name == "CMakeLists.txt" or any(re.search(rf"[\s/\"<(]{re.escape(name)}\b", text) for text in users)
+    """Whether a list of targets names the file, or a source includes it; lists of targets are built themselves."""
+    name = re.escape(pathlib.Path(path).name)
+    use = re.compile(rf'#\s*include\s*[<"]([^">]*/)?{name}[">]')
+    listed = re.compile(rf"[\s/(]{name}\b")
+    return name == r"CMakeLists\.txt" or any(
+        (listed if user.endswith("CMakeLists.txt") else use).search(text) for user, text in tree.sources.items())
 
 
 def expect_lines(block, lines):
@@ -112,7 +116,7 @@ def check_long(block, page):
         command += text.removesuffix("\\")
         if text.endswith("\\"):
             continue
-        fault = page.tree.fault_of_command(command)
+        fault = fault_of_command(command, page.tree)
         if fault:
             raise Mismatch(line, fault)
         command = ""

@@ -13,7 +13,8 @@ import pathlib
 import re
 import subprocess
 
-from tree import MAKE_VARIABLES, OPTION, OUTSIDE, PROGRAMS
+from commandLine import MAKE_VARIABLES, OUTSIDE, fault_of_command
+from tree import OPTION, PROGRAMS
 
 LINK = re.compile(r"\]\(([^)\s]+)\)")
 SUFFIX = re.compile(r"\.(cpp|hpp|c|h|md|py|xml|xsd|toml|cfg|proto|filter|sock|so|service|conf|cmake|txt|json|bats|rec)$")
@@ -64,7 +65,7 @@ class Mentions:
     def _fault_of_code(self, code):
         first = code.split()[0]
         if first in {"ctest", *PROGRAMS} or first == "make" and " " in code or first.startswith(("scripts/", "build/")):
-            return self.tree.fault_of_command(code)
+            return fault_of_command(code, self.tree)
         if code.startswith("--"):
             return self._fault_of_option(code)
         if len(code) > 2 and code[0] == code[-1] == '"':
@@ -74,7 +75,7 @@ class Mentions:
         if " " not in code and ("/" in code or SUFFIX.search(code)):
             return self._fault_of_path(code)
         if first in OUTSIDE:
-            return self.tree.fault_of_command(code)
+            return fault_of_command(code, self.tree)
         return self._fault_of_words(code)
 
     def _fault_of_option(self, code):

@@ -42,6 +42,7 @@ class MentionsOfAPage(unittest.TestCase):
             "`--nothing`": "no program has an option --nothing",
             "`dch-filter --nothing x`": "dch-filter has no option --nothing",
             "`qdxview --check`": "qdxview has no option --check",
+            "`dch-filter examples/nowhere.filter`": "there is no examples/nowhere.filter",
             "`qfci pull 11 --check`": "qfci has no option --check",
             "`make nothing`": "there is no target nothing in the Makefile",
             "`make soak ARGS='--nothing 1'`": "scripts/soak has no option --nothing",
