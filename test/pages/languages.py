@@ -1,7 +1,7 @@
 """What is checked about a block of each language: a table from the language to a function of the block and its page.
 
 The function raises Mismatch with the line and what is wrong. The page is a PageRun (pageTest.py): its unit runs programs in
-a copy of the tree, its shell has the console, its tree tells what exists. A language that is not in the table fails its page.
+a copy of the tree, its shell has the console, its tree tells what exists. A language that is not there fails its page.
 """
 import pathlib
 import re
