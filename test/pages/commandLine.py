@@ -8,7 +8,8 @@ from tree import OPTION, PROGRAMS
 MAKE_VARIABLES = {"ARGS", "TIME", "DESTDIR"}
 # Programs of Debian that pages may show.
 OUTSIDE = {"zstd", "cmake", "lttng", "babeltrace2", "systemctl", "adduser", "usermod", "id", "grep", "export", "cp",
-           "protoc", "systemd-analyze", "apt-get", "dpkg", "cd", "install", "journalctl", "xmllint", "jq"}
+           "protoc", "systemd-analyze", "apt-get", "dpkg", "cd", "install", "journalctl", "xmllint", "jq",
+           "kill", "rm", "rmdir", "setpriv", "sleep", "systemd-sysusers", "systemd-tmpfiles"}
 
 
 def fault_of_command(line, tree):
@@ -46,7 +47,7 @@ def fault_of_words(words, tree):
     if program.startswith("scripts/"):
         return fault_of_options(program, arguments, tree) if tree.has_path(program) else f"there is no {program}"
     if program.startswith("build/"):
-        return fault_of_test_program(program, arguments, tree)
+        return None if program.removeprefix("build/") in tree.presets else fault_of_test_program(program, arguments, tree)
     return None if program in OUTSIDE else f"{program} is none of the programs that pages may name"
 
 
