@@ -11,17 +11,21 @@ _qdxview() {
             _filedir xml
             return
             ;;
-        --output)
+        --output | --html)
             _filedir
             return
             ;;
-        --width)
+        --filter)
+            mapfile -t COMPREPLY < <(dch --complete filter pull keep "$cur" 2>/dev/null)
+            return
+            ;;
+        --width | --every)
             return
             ;;
     esac
     $split && return
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --width --raw --ascii --help --version' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W '--format --catalogue --output --html --width --raw --ascii --top --every --filter --once --help --version' -- "$cur")
     else
         _filedir
     fi

@@ -34,7 +34,7 @@ as_anna() { inside env HOME=/home/anna runuser -u anna -- sh -c 'cd && exec "$@"
 page_says() {
     awk -v heading="$1" '
         /^##/ { there = $0 ~ "^##+ " heading "$" }
-        /^```/ { shell = $0 == "```sh"; next }
+        /^```/ { shell = $0 == "```sh-long"; next }
         there && shell' "$page" | grep .
 }
 

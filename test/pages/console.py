@@ -1,14 +1,16 @@
 """Examples of a shell: what is typed, and what it shows.
 
     $ command            goes on in the next line behind a trailing backslash
-    what it shows        "..." inside a line stands for any text, a line "..." for any lines
+    what it shows        "..." inside a line stands for any text, a line "..." for any lines, two blanks for two or more
 
 All commands of a page run in one bash. One that fails must show why: its text, or its status with echo $? next.
 """
 import dataclasses
+import itertools
 import os
 import re
 import select
+import signal
 import subprocess
 import time
 
@@ -66,7 +68,8 @@ def pattern_of(shown):
         if line.strip() == "...":
             pattern += r"(?:[^\n]*\n)*?"
         else:
-            pattern += ".*?".join(re.escape(piece) for piece in line.rstrip().split("...")) + r"[ \t]*\n"
+            pieces = (re.sub(r"(\\ ){2,}", " {2,}", re.escape(piece)) for piece in line.rstrip().split("..."))
+            pattern += ".*?".join(pieces) + r"[ \t]*\n"
     return re.compile(pattern)
 
 
@@ -85,7 +88,7 @@ class Shell:
         # The loop reads its commands from descriptor 3, which a duplicate of another number leads to.
         self.bash = subprocess.Popen(["bash", "--norc", "--noprofile", "-c", f"exec 3<&{reader}\n{LOOP}"],
                                      env=environment, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                     pass_fds=[reader], start_new_session=True, **identity)
+                                     stderr=subprocess.DEVNULL, pass_fds=[reader], start_new_session=True, **identity)
         os.close(reader)
         self.buffer = b""
 
@@ -99,12 +102,11 @@ class Shell:
         return int(self._read_to_nul(deadline)), text
 
     def close(self):
+        """Ends the shell, and what it left running or waits for."""
         os.close(self.writer)
-        try:
-            self.bash.wait(COMMAND_SECONDS)
-        finally:
-            self.bash.kill()
-            self.bash.stdout.close()
+        os.killpg(self.bash.pid, signal.SIGKILL)
+        self.bash.wait(COMMAND_SECONDS)
+        self.bash.stdout.close()
 
     def _read_to_nul(self, deadline):
         while b"\0" not in self.buffer:
@@ -135,7 +137,7 @@ def run_block(block, shell):
     examples = examples_of(block)
     for example, following in zip(examples, examples[1:] + [None]):
         deadline = time.monotonic() + (REPEAT_SECONDS if block.note == "repeat" else 0)
-        while True:
+        for attempt in itertools.count(1):
             try:
                 fault = fault_of(example, *shell.run(example.command), following)
             except (TimeoutError, EOFError) as error:
@@ -144,4 +146,4 @@ def run_block(block, shell):
                 break
             if time.monotonic() >= deadline:
                 raise Mismatch(example.line, fault)
-            time.sleep(0.1)
+            time.sleep(min(0.1 * attempt, 0.5))

@@ -1,12 +1,13 @@
 """What is checked about a block of each language: a table from the language to a function of the block and its page.
 
 The function raises Mismatch with the line and what is wrong. The page is a PageRun (pageTest.py): its unit runs programs in
-a copy of the tree, its shell has the console, its tree tells what exists. A language that is not in the table fails its page.
+a copy of the tree, its shell has the console, its tree tells what exists. A language that is not there fails its page.
 """
 import pathlib
 import re
 import tempfile
 
+from commandLine import fault_of_command
 from console import Mismatch, run_block
 from pageUnit import HOST_LIST, NoUnit
 from tree import PROGRAMS
@@ -33,9 +34,12 @@ def lines_of(path):
 
 
 def is_built(path, tree):
-    name = pathlib.Path(path).name
-    users = (text for user, text in tree.sources.items() if user != path)
-    return name == "CMakeLists.txt" or any(re.search(rf"[\s/\"<(]{re.escape(name)}\b", text) for text in users)
+    """Whether a list of targets names the file, or a source includes it; lists of targets are built themselves."""
+    name = re.escape(pathlib.Path(path).name)
+    use = re.compile(rf'#\s*include\s*[<"]([^">]*/)?{name}[">]')
+    listed = re.compile(rf"[\s/(]{name}\b")
+    return name == r"CMakeLists\.txt" or any(
+        (listed if user.endswith("CMakeLists.txt") else use).search(text) for user, text in tree.sources.items())
 
 
 def expect_lines(block, lines):
@@ -52,7 +56,12 @@ def expect_lines(block, lines):
 
 
 def check_filter(block, page):
-    """A filter file, or only statements; the comment before it may name the list of objects."""
+    """A filter file, or only statements, each of which captures something.
+
+    The comment before may name the file that it is of, or the list of objects instead of that of examples/host.
+    """
+    if block.note.endswith(".filter"):
+        expect_lines(block, lines_of(page.tree.source / block.note))
     text = "\n".join(block.lines) + "\n"
     if not re.search(r"^limit\b", text, re.M):
         text = "limit 0\n" + text
@@ -76,7 +85,7 @@ def expect_success(block, page, text, suffix, *command):
         file.write(text)
     pathlib.Path(file.name).chmod(0o644)
     result = page.unit.run(*command, pathlib.Path(file.name).name)
-    if result.returncode != 0:
+    if result.returncode != 0 or "warning:" in result.stdout:
         raise Mismatch(block.line, f"{command[0]} does not take this:\n{result.stdout}")
 
 
@@ -110,7 +119,7 @@ def check_long(block, page):
         command += text.removesuffix("\\")
         if text.endswith("\\"):
             continue
-        fault = page.tree.fault_of_command(command)
+        fault = fault_of_command(command, page.tree)
         if fault:
             raise Mismatch(line, fault)
         command = ""

@@ -5,6 +5,7 @@
     `dch-filter --check`      an option that the program's help tells; `--check` alone: any program's
     `make soak`               a target; likewise scripts, presets, programs of the build
     `"No such filter"`        a message: in the sources; "..." stands for what varies
+    `ERROR Could not ...`     a trace event, by its level: likewise
     `list count 10`           a capture statement: parsed as the collector does
     `globalMemoryLimit`       any other word: in the sources
 """
@@ -12,11 +13,13 @@ import pathlib
 import re
 import subprocess
 
-from tree import MAKE_VARIABLES, OPTION, OUTSIDE, PROGRAMS
+from commandLine import MAKE_VARIABLES, OUTSIDE, fault_of_command
+from tree import OPTION, PROGRAMS
 
 LINK = re.compile(r"\]\(([^)\s]+)\)")
 SUFFIX = re.compile(r"\.(cpp|hpp|c|h|md|py|xml|xsd|toml|cfg|proto|filter|sock|so|service|conf|cmake|txt|json|bats|rec)$")
 STATEMENT = re.compile(r"(tags |context |(min|max|average|sum|list) (count|duration) )[\w ]*\d$")
+EVENT = re.compile(r"(?:ERROR|INFO|TRACE\d) (.+)")
 WORD = re.compile(r"[A-Za-z_]\w{2,}(?:\*|\.\.\.)?")
 
 
@@ -62,15 +65,17 @@ class Mentions:
     def _fault_of_code(self, code):
         first = code.split()[0]
         if first in {"ctest", *PROGRAMS} or first == "make" and " " in code or first.startswith(("scripts/", "build/")):
-            return self.tree.fault_of_command(code)
+            return fault_of_command(code, self.tree)
         if code.startswith("--"):
             return self._fault_of_option(code)
         if len(code) > 2 and code[0] == code[-1] == '"':
             return self._fault_of_message(code[1:-1])
+        if EVENT.match(code):
+            return self._fault_of_message(EVENT.match(code).group(1))
         if " " not in code and ("/" in code or SUFFIX.search(code)):
             return self._fault_of_path(code)
         if first in OUTSIDE:
-            return self.tree.fault_of_command(code)
+            return fault_of_command(code, self.tree)
         return self._fault_of_words(code)
 
     def _fault_of_option(self, code):

@@ -1,7 +1,7 @@
 """Runs the examples of a page: pageTest.py BUILD PAGE [--show]
 
-With --show, it also prints what the examples type and show, for authors. Each fault is a line "page:line: what"; the first in
-a console block ends the run, because what follows builds on it.
+With --show, it also prints what the examples type and show, for authors. Each fault is a line "page:line: what"; the first
+in a console block ends the run, because what follows builds on it.
 """
 import functools
 import pathlib

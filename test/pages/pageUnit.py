@@ -80,14 +80,15 @@ class PageUnit:
 
     def other_unit_answers(self, database, *command):
         """What a command says on another unit with this database, while the page's own goes on."""
-        root = self._own(pathlib.Path(tempfile.mkdtemp(dir=self.top)))
+        root = pathlib.Path(tempfile.mkdtemp(dir=self.top))
         environment = dict(self.environment, UNIT_ROOT=str(root))
         self._write_database(root, database)
         collector = self._start_collector(environment)
-        try:
-            return self.run(*command, env=environment)
-        finally:
-            self._end(collector)
+        answer = self.run(*command, env=environment)
+        fault = self._end(collector)
+        if fault:
+            raise NoUnit(fault)
+        return answer
 
     def run(self, *command, env=None):
         """Runs a program of the build or of the machine in the copy of the tree."""
@@ -97,14 +98,17 @@ class PageUnit:
 
     def stop(self):
         """Ends collector and frontends; the daemon of LTTng stays."""
-        for process in reversed(list(self.processes)):
-            self._end(process)
+        faults = [self._end(process) for process in reversed(list(self.processes))]
+        for fault in filter(None, faults):
+            raise NoUnit(fault)
 
     def remove(self):
-        self.stop()
-        if self.daemon:
-            self._end_daemon()
-        shutil.rmtree(self.top, ignore_errors=True)
+        try:
+            self.stop()
+        finally:
+            if self.daemon:
+                self._end_daemon()
+            shutil.rmtree(self.top, ignore_errors=True)
 
     def _copy_tree(self, source):
         listed = subprocess.run(["git", "-C", source, "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
@@ -137,27 +141,31 @@ class PageUnit:
         database = root / DATABASE
         database.parent.mkdir(parents=True, exist_ok=True)
         database.write_text(text)
+        self._own(root)
 
     def _start(self, name, environment):
         log = self.home / f"{name}.log"
         with open(log, "w") as file:
             process = subprocess.Popen([self.bin / name], cwd=self.tree, env=environment, stdin=subprocess.DEVNULL,
                                        stdout=file, stderr=file, **self.identity)
+        process.log = log
         self.processes.append(process)
-        return process, log
+        return process
 
     def _start_collector(self, environment):
         if self.daemon:  # so that no event of the start is missed
             environment = dict(environment, LTTNG_UST_REGISTER_TIMEOUT=str(PATIENCE_SECONDS * 1000))
-        collector, log = self._start("qdxd", environment)
+        collector = self._start("qdxd", environment)
         deadline = time.monotonic() + PATIENCE_SECONDS
-        while "qdxd: ready" not in log.read_text():
+        while "qdxd: ready" not in collector.log.read_text():
             if collector.poll() is not None or time.monotonic() > deadline:
-                raise NoUnit(f"the collector does not start: {log.read_text().strip()}")
+                self._end(collector)
+                raise NoUnit(f"the collector does not start: {collector.log.read_text().strip()}")
             time.sleep(0.02)
         return collector
 
     def _end(self, process):
+        """Gives what was wrong with its end, or nothing."""
         self.processes.remove(process)
         process.send_signal(signal.SIGTERM)
         try:
@@ -165,6 +173,10 @@ class PageUnit:
         finally:
             process.kill()
             process.wait()
+        name, status = process.args[0].name, process.returncode
+        # What is asked to end before it listens to that, ends by the signal.
+        fine = status in (0, -signal.SIGTERM)
+        return None if fine else f"{name} ended with {status}: {process.log.read_text().strip()}"
 
     def _start_daemon(self):
         if self.daemon:

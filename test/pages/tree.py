@@ -1,9 +1,8 @@
-"""What exists: programs and their options, targets, scripts, paths and words of the sources."""
+"""What exists: programs and their options, targets of make, presets, paths and words of the sources."""
 import functools
 import json
 import pathlib
 import re
-import shlex
 import subprocess
 
 BUILD = "build/dev"
@@ -33,9 +32,9 @@ class Tree:
 
     @functools.cached_property
     def sources(self):
-        """The text of all that is no page, no seed of a fuzz target, and none of the pages' own tests."""
+        """The text of all that is no page, no seed of a fuzz target, and not the test whose mentions don't exist."""
         return {path: self.read(path) for path in self.files
-                if not path.endswith((".md", ".svg", ".rec")) and not path.startswith(("fuzz/seeds/", "test/pages/"))}
+                if not path.endswith((".md", ".svg", ".rec", "pagesSelfTest.py")) and not path.startswith("fuzz/seeds/")}
 
     @functools.cached_property
     def words(self):
@@ -76,78 +75,10 @@ class Tree:
         return set(OPTION.findall("\n".join(texts).replace(",", " ")))
 
     def has_path(self, path):
-        return any((self.source).glob(path.strip("/"))) if path.strip("/") else False
+        """Also of a pattern; a path of another place than the tree has none here."""
+        return bool(path.strip("/")) and any(self.source.glob(path.strip("/")))
 
-    def fault_of_command(self, line):
-        """What does not exist of a command line, or nothing: programs, targets, scripts, options and paths."""
-        for part in re.split(r"&&|\|\|?|;", line):
-            try:
-                words = shlex.split(part, comments=True)
-            except ValueError as error:
-                return f"{part.strip()}: {error}"
-            variables = {}
-            while words and re.match(r"[A-Z_]+=", words[0]):
-                name, _, variables[name] = words.pop(0).partition("=")
-                if name not in self.words:
-                    return f"no source knows the variable {name}"
-            fault = self._fault_of_words(words) if words else None
-            if fault:
-                return fault
-        return None
-
-    def _fault_of_words(self, words):
-        program, *arguments = words
-        if program == "make":
-            return self._fault_of_make(arguments)
-        if program.startswith("scripts/"):
-            if not self.has_path(program):
-                return f"there is no {program}"
-            return self._fault_of_options(program, arguments)
-        if program in PROGRAMS:
-            return self._fault_of_options(program, arguments)
-        if program.startswith("build/"):
-            return self._fault_of_test_program(program, arguments)
-        if program == "ctest":
-            unknown = [name for option, name in zip(arguments, arguments[1:])
-                       if option == "--preset" and name not in self.presets]
-            return f"there is no preset {unknown[0]}" if unknown else None
-        return None if program in OUTSIDE else f"{program} is none of the programs that pages may name"
-
-    def _fault_of_make(self, arguments):
-        target, *rest = arguments
-        if target not in self.make_targets:
-            return f"there is no target {target} in the Makefile"
-        for word in rest:
-            name, _, value = word.partition("=")
-            if name not in MAKE_VARIABLES:
-                return f"make {target} knows no {name}"
-            scripts = re.findall(r"@(scripts/\S+) .*\$\(ARGS\)", self.make_targets[target])
-            if name == "ARGS" and not scripts:
-                return f"make {target} takes no ARGS"
-            if name == "ARGS" and self._fault_of_options(scripts[0], shlex.split(value)):
-                return self._fault_of_options(scripts[0], shlex.split(value))
-        return None
-
-    def _fault_of_options(self, program, arguments):
-        for word in arguments:
-            option = word.partition("=")[0]
-            if OPTION.fullmatch(option) and option not in self.options(program):
-                return f"{program} has no option {option}"
-        return None
-
-    def _fault_of_test_program(self, program, arguments):
-        name = program.rpartition("/")[2]
-        if f"qdx_add_tests({name}" not in "".join(text for path, text in self.sources.items()
-                                                  if path.endswith("CMakeLists.txt")):
-            return f"no CMakeLists.txt adds {name}"
-        for word in arguments:
-            found = re.fullmatch(r"--gtest_filter=(\w+).*", word)
-            if found and found.group(1) not in self.words:
-                return f"there is no test {found.group(1)}"
-        return None
-
-
-MAKE_VARIABLES = {"ARGS", "TIME", "DESTDIR"}
-# Programs of Debian that pages may show.
-OUTSIDE = {"zstd", "cmake", "lttng", "babeltrace2", "systemctl", "adduser", "usermod", "id", "grep", "export", "cp",
-           "protoc", "systemd-analyze", "apt-get", "dpkg", "cd", "install"}
+    @functools.cached_property
+    def folders(self):
+        """The first names of all paths."""
+        return {name.partition("/")[0] for name in self.files if "/" in name}

@@ -15,11 +15,11 @@
 #include "audit.hpp"
 #include "checker.hpp"
 #include "collectorProcess.hpp"
+#include "files/inputFile.hpp"
 #include "followedRun.hpp"
 #include "loadRun.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
-#include "pull/inputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "report.hpp"
 
@@ -124,7 +124,7 @@ int checkPulls(const Options& options) {
     const auto ledger = readLedgerFile(options.ledger);
     Checker checker(ledger, options.began);
     for (const auto& path : options.pulls) {
-        auto input = Qdx::Pull::readFile(path, Qdx::Pull::longestInput);
+        auto input = Qdx::Files::readFile(path, Qdx::Pull::longestInput);
         for (const auto& pull : Qdx::Pull::readPulls(std::move(input), path)) {
             checker.check(pull.collections);
         }

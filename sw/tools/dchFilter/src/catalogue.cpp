@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "badInput.hpp"
+#include "files/badInput.hpp"
 #include "listFileReader.hpp"
 #include "plainText.hpp"
 #include "tessel/util.hpp"
@@ -17,6 +17,8 @@ namespace DchFilter {
 
 using Qdx::Backend::InfoObject;
 using Qdx::Backend::ParserContext;
+using Qdx::Files::BadInput;
+using Qdx::Files::NoInput;
 
 namespace {
 

@@ -19,6 +19,10 @@ inline constexpr std::uint64_t largestLimit = std::numeric_limits<std::uint64_t>
 // Each takes the collector's parser a while, here and in the collector.
 inline constexpr std::size_t mostStatements = 1000;
 
+// With mostStatements, what bounds the time that a check takes: one long statement can take as long
+// as hundreds of short ones.
+inline constexpr std::size_t longestFilterFile = std::size_t{128} << 10;
+
 // The number that a transaction gets has up to ten digits: what is left of the collector's command
 // line for the words of a statement and the blank in front of each.
 std::size_t longestStatement();

@@ -5,11 +5,11 @@
 #include <iostream>
 #include <new>
 
-#include "badInput.hpp"
 #include "catalogue.hpp"
 #include "diagnosticText.hpp"
+#include "files/badInput.hpp"
+#include "files/inputFile.hpp"
 #include "filterCheck.hpp"
-#include "inputFile.hpp"
 #include "options.hpp"
 #include "report.hpp"
 #include "tessel/commandClient.hpp"
@@ -26,10 +26,10 @@ int report(const std::string& what, int status) {
 
 FilterFile readInput(const std::string& input) {
     if (input != "-") {
-        return readFilterFile(input, readFile(input, longestFilterFile));
+        return readFilterFile(input, Qdx::Files::readFile(input, longestFilterFile));
     }
     const std::string source = "standard input";
-    return readFilterFile(source, readAll(std::cin, source, longestFilterFile));
+    return readFilterFile(source, Qdx::Files::readAll(std::cin, source, longestFilterFile));
 }
 
 Answer askCollector(const std::vector<std::string>& words) {
@@ -74,9 +74,9 @@ int guardedMain(int argc, char** argv) {
     }
     try {
         status = act(*options);
-    } catch (const NoInput& error) {
+    } catch (const Qdx::Files::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
-    } catch (const BadInput& error) {
+    } catch (const Qdx::Files::BadInput& error) {
         return report(error.what(), EX_DATAERR);
     }
     return std::cout.flush() ? status : report("cannot write the output", EX_IOERR);

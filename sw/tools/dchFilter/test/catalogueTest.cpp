@@ -2,13 +2,15 @@
 
 #include <gmock/gmock.h>
 
-#include "badInput.hpp"
 #include "errorText.hpp"
+#include "files/badInput.hpp"
 #include "unitRoot.hpp"
 
 namespace DchFilter {
 namespace {
 
+using Qdx::Files::BadInput;
+using Qdx::Files::NoInput;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

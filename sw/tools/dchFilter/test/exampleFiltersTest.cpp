@@ -4,8 +4,9 @@
 #include <filesystem>
 
 #include "catalogue.hpp"
+#include "files/inputFile.hpp"
 #include "filterBudget.hpp"
-#include "inputFile.hpp"
+#include "filterCheck.hpp"
 
 namespace DchFilter {
 namespace {
@@ -25,7 +26,8 @@ class ExampleFilters : public testing::TestWithParam<std::string> {};
 
 TEST_P(ExampleFilters, CaptureWithEveryStatementAndKeepItAll) {
     const auto& path = GetParam();
-    const auto check = checkFilter(readFilterFile(path, readFile(path, longestFilterFile)));
+    const auto check =
+        checkFilter(readFilterFile(path, Qdx::Files::readFile(path, longestFilterFile)));
     EXPECT_TRUE(check.diagnostics.empty());
     const auto catalogue = readCatalogue(HOST_OBJECTS);
     std::vector<Coverage> coverages;

@@ -7,8 +7,9 @@
 #include <sstream>
 
 #include "catalogue.hpp"
+#include "files/inputFile.hpp"
 #include "filterBudget.hpp"
-#include "inputFile.hpp"
+#include "filterCheck.hpp"
 #include "quardex.hpp"
 #include "unitRoot.hpp"
 
@@ -144,7 +145,7 @@ Bytes estimateOfThisTool(const FilterCheck& check, const Catalogue& catalogue) {
 
 TEST(MemoryExample, ArithmeticIsTheCollectorsCountAndTheEstimate) {
     const auto text = cut(page(), "```filter\n", "```\n");
-    EXPECT_EQ(text, readFile(BUDGET_FILTER, longestFilterFile));
+    EXPECT_EQ(text, Qdx::Files::readFile(BUDGET_FILTER, longestFilterFile));
     const auto check = checkFilter(readFilterFile(BUDGET_FILTER, text));
     ASSERT_TRUE(check.isGood());
     const auto catalogue = readCatalogue(RADIO_OBJECTS);

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "files/inputFile.hpp"
 #include "pull/badData.hpp"
-#include "pull/inputFile.hpp"
 #include "tessel/util.hpp"
 
 namespace Qdx::Pull {
@@ -118,7 +118,7 @@ private:
         if (!seen.insert(path).second) {
             return;
         }
-        const auto text = readFile(path, longestListFile);
+        const auto text = Files::readFile(path, longestListFile);
         const auto document = parseXml(text, path);
         const auto* const root = xmlDocGetRootElement(document.get());
         if (root == nullptr || nameOf(root) != "infoObjectList") {

@@ -1,22 +1,33 @@
 // Shows people what a pull gave, and gives other programs its data.
 #include <google/protobuf/stubs/logging.h>
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <sysexits.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <string_view>
 #include <system_error>
 
+#include "collector.hpp"
+#include "files/inputFile.hpp"
+#include "files/outputFile.hpp"
 #include "options.hpp"
 #include "pull/badData.hpp"
 #include "pull/catalogue.hpp"
-#include "pull/inputFile.hpp"
 #include "pull/pullReader.hpp"
 #include "pull/pullWriter.hpp"
+#include "pull/reportPage.hpp"
+#include "reportTemplate.hpp"
+#include "signals.hpp"
+#include "terminal.hpp"
+#include "top.hpp"
 
 namespace {
 
@@ -43,8 +54,8 @@ std::size_t widthFor(const Options& options) {
 std::vector<PulledMessage> readPulls(const Options& options) {
     const bool isFile = options.input != "-";
     const auto source = isFile ? options.input : "standard input";
-    auto input = isFile ? Qdx::Pull::readFile(source, Qdx::Pull::longestInput)
-                        : Qdx::Pull::readAll(std::cin, source, Qdx::Pull::longestInput);
+    auto input = isFile ? Qdx::Files::readFile(source, Qdx::Pull::longestInput)
+                        : Qdx::Files::readAll(std::cin, source, Qdx::Pull::longestInput);
     return Qdx::Pull::readPulls(std::move(input), source, options.inputForm);
 }
 
@@ -58,12 +69,29 @@ int write(std::ostream& out, const std::string& name, const Options& options,
     return out.flush() ? EX_OK : report("cannot write " + name, EX_IOERR);
 }
 
+// Whole, or as it was before: a browser may be looking at it.
+int writePage(const Options& options, const std::vector<PulledMessage>& pulls,
+              const Catalogue& catalogue) {
+    Qdx::Files::OutputFile output(options.html);
+    const auto name = options.input == "-"
+                          ? std::string()
+                          : std::filesystem::path(options.input).filename().string();
+    Qdx::Pull::writeReportPage(output.stream(), Qdxview::reportTemplate(), pulls, catalogue, name);
+    return output.commit()
+               ? EX_OK
+               : report("cannot write " + (options.html == "-" ? "the output" : options.html),
+                        EX_IOERR);
+}
+
 // Everything is read before the output is opened: a damaged input leaves an older file alone, and
 // the output may be the input.
 int convert(const Options& options) {
     const auto catalogue =
         options.catalogue.empty() ? Catalogue() : Catalogue::read(options.catalogue);
     const auto pulls = readPulls(options);
+    if (!options.html.empty()) {
+        return writePage(options, pulls, catalogue);
+    }
     if (options.output == "-") {
         return write(std::cout, "the output", options, pulls, catalogue);
     }
@@ -72,6 +100,34 @@ int convert(const Options& options) {
         return report(options.output + ": " + std::generic_category().message(errno), EX_CANTCREAT);
     }
     return write(file, options.output, options, pulls, catalogue);
+}
+
+int showLiveView(const Options& options) {
+    if (isatty(STDOUT_FILENO) == 0 || isatty(STDIN_FILENO) == 0) {
+        return report("the live view needs a terminal; give --once to print it once", EX_USAGE);
+    }
+    auto liveView = options.liveView;
+    // The screen knows only the characters of the locale.
+    std::setlocale(LC_CTYPE, "");
+    if (nl_langinfo(CODESET) != std::string_view("UTF-8")) {
+        liveView.glyphs = Qdx::Pull::Glyphs::Ascii;
+    }
+    if (const int signal = Qdxview::showTop(liveView); signal != 0) {
+        Qdxview::endBy(signal);
+    }
+    return EX_OK;
+}
+
+int printLiveView(const Options& options) {
+    Qdxview::printTop(std::cout, options.liveView, widthFor(options));
+    return std::cout.flush() ? EX_OK : report("cannot write the output", EX_IOERR);
+}
+
+int act(const Options& options) {
+    if (!options.top) {
+        return convert(options);
+    }
+    return options.once ? printLiveView(options) : showLiveView(options);
 }
 
 int guardedMain(int argc, char** argv) {
@@ -85,14 +141,24 @@ int guardedMain(int argc, char** argv) {
         return report("raw bytes are not for a terminal; redirect them or give --output FILE",
                       EX_USAGE);
     }
+    if (!options->html.empty() && Qdxview::reportTemplate().empty()) {
+        return report("this build has no report page; --format gives the data in other forms",
+                      EX_UNAVAILABLE);
+    }
     // What is wrong with a message is ours to tell, in one line.
     google::protobuf::SetLogHandler(nullptr);
     try {
-        return convert(*options);
+        return act(*options);
     } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
+    } catch (const Qdx::Files::CannotCreate& error) {
+        return report(error.what(), EX_CANTCREAT);
+    } catch (const Qdxview::NoTerminal& error) {
+        return report(error.what(), EX_USAGE);
+    } catch (const Qdxview::NoAnswer& error) {
+        return report(error.what(), EX_UNAVAILABLE);
     }
 }
 

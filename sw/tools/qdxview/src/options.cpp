@@ -13,6 +13,7 @@ constexpr const char* examples =
     "Examples:\n"
     "  dch filter pull keep 11 | qdxview --catalogue infoObjectList.xml\n"
     "  qdxview --format csv --catalogue infoObjectList.xml --output pull.csv pull.txt\n"
+    "  qdxview --html report.html --catalogue infoObjectList.xml pull.txt\n"
     "  qdxview --format json pull.txt | jq .radioMetaData";
 
 constexpr std::size_t narrowest = 20;
@@ -29,9 +30,32 @@ void addOptions(CLI::App& app, Options& options) {
         ->type_name("FILE");
     app.add_option("--output", options.output, "File to write, instead of standard output")
         ->type_name("FILE");
+    app.add_option("--html", options.html,
+                   "Write a page with charts for a browser to this file; - is standard output")
+        ->type_name("FILE")
+        ->excludes("--format")
+        ->excludes("--output");
     app.add_option("--width", options.width, "Columns to fill, instead of the terminal's or 100")
         ->type_name("COLUMNS")
         ->check(CLI::Range(narrowest, widest));
+}
+
+void addTopOptions(CLI::App& app, Options& options, double& seconds) {
+    constexpr double shortest = 0.5;
+    constexpr double longest = 3600;
+    auto* const top =
+        app.add_flag("--top", options.top, "Live view of the collector and its filters");
+    for (const auto* other : {"FILE", "--format", "--output", "--html"}) {
+        top->excludes(app.get_option(other));
+    }
+    app.add_option("--every", seconds, "Refresh the live view so often; 2 if not given")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(shortest, longest))
+        ->needs(top);
+    app.add_option("--filter", options.liveView.filters, "Only these filters, by id or name")
+        ->type_name("ID")
+        ->needs(top);
+    app.add_flag("--once", options.once, "Print the live view once, as text")->needs(top);
 }
 
 }  // namespace
@@ -47,12 +71,18 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
     addOptions(app, options);
     app.add_flag("--raw", raw, "Take the input for raw bytes, whatever it begins with");
     app.add_flag("--ascii", ascii, "Only ASCII characters in tables and text");
+    auto seconds = std::chrono::duration<double>(options.liveView.period).count();
+    addTopOptions(app, options, seconds);
     if (const auto end = Qdx::CommandLine::parse(app, argc, argv)) {
         exitStatus = *end;
         return std::nullopt;
     }
     options.inputForm = raw ? Qdx::Pull::InputForm::Raw : Qdx::Pull::InputForm::Any;
     options.glyphs = ascii ? Qdx::Pull::Glyphs::Ascii : Qdx::Pull::Glyphs::Unicode;
+    options.liveView.catalogue = options.catalogue;
+    options.liveView.glyphs = options.glyphs;
+    options.liveView.period =
+        std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
     return options;
 }
 

@@ -199,3 +199,29 @@ view() { run "$QDXVIEW" "$@"; }
     [ "$status" -eq 65 ]
     [ "$output" = "qdxview: /dev/zero: longer than 134217728 bytes" ]
 }
+
+@test "has no live view without a terminal" {
+    view --top
+    [ "$status" -eq 64 ]
+    [ "$output" = "qdxview: the live view needs a terminal; give --once to print it once" ]
+}
+
+@test "prints no live view without a collector" {
+    UNIT_ROOT=$BATS_TEST_TMPDIR view --top --once
+    [ "$status" -eq 69 ]
+    [[ $output == "qdxview: no collector answers at $BATS_TEST_TMPDIR/run/tessel/command.sock: "* ]]
+    [ "${#lines[@]}" -eq 1 ]
+}
+
+@test "refuses to mix the live view with a pull" {
+    for options in "--top $pull_file" "--top --format csv" "--top --output x" "--once" "--every 2" "--filter 11" \
+        "--top --every 0" "--top --every 3601" "--top --every x"; do
+        view $options
+        [ "$status" -eq 64 ]
+    done
+}
+
+@test "needs the catalogue that the live view is given" {
+    UNIT_ROOT=$BATS_TEST_TMPDIR view --top --once --catalogue "$BATS_TEST_TMPDIR/none.xml"
+    [ "$status" -eq 66 ]
+}

@@ -6,7 +6,7 @@
 
 namespace Qfci {
 
-// Throws what the pull library throws of catalogue and contents, and CannotCreate of the output.
+// Throws what the pull library throws of catalogue and contents, of the output too.
 int pull(const Options& options);
 int connect(const Options& options);
 int ping(const Options& options);

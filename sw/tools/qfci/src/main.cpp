@@ -9,7 +9,8 @@
 
 #include "commands.hpp"
 #include "exitStatus.hpp"
-#include "outputFile.hpp"
+#include "files/outputFile.hpp"
+
 #include "pull/badData.hpp"
 
 namespace {
@@ -42,7 +43,7 @@ int main(int argc, char** argv) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
         return report(error.what(), EX_DATAERR);
-    } catch (const CannotCreate& error) {
+    } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
     } catch (const std::system_error& error) {
         return report(error.what(), EX_OSERR);

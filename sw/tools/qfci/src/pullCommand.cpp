@@ -8,7 +8,8 @@
 #include "commands.hpp"
 #include "control/blockingClient.hpp"
 #include "exitStatus.hpp"
-#include "outputFile.hpp"
+#include "files/outputFile.hpp"
+
 #include "progress.hpp"
 #include "pull/catalogue.hpp"
 #include "pull/pullReader.hpp"
@@ -20,6 +21,7 @@ namespace Qfci {
 namespace {
 
 using namespace Qdx::Control;
+using Qdx::Files::OutputFile;
 using Qdx::Pull::Catalogue;
 using Qdx::Pull::Format;
 

@@ -34,6 +34,9 @@ public:
     // Null for an unknown id; valid as long as the catalogue.
     const CatalogueObject* find(std::uint32_t id) const;
 
+    // By their ids.
+    const std::map<std::uint32_t, CatalogueObject>& all() const { return objects; }
+
 private:
     std::map<std::uint32_t, CatalogueObject> objects;
 };
