@@ -94,3 +94,21 @@ programs=(bin/dch bin/rodc bin/dch-filter bin/hostfe bin/qdx-replay bin/qdxview 
         grep -qE "^ReadWritePaths=.*$folder\>" "$PREFIX/lib/systemd/system/qdxd.service"
     done
 }
+
+# Who follows a page has no sources: what is linked and what the commands read is installed with it.
+@test "the pages are installed, with what they link to and the examples that their commands name" {
+    local documents=$PREFIX/share/doc/qdxbe
+    for page in installing operators capture-language trouble-shooting frontend-authors control-clients report; do
+        [ -f "$documents/pages/$page.md" ]
+    done
+    for page in "$documents"/pages/*.md; do
+        for target in $(grep -o ']([^)]*)' "$page" | sed 's/^](//; s/)$//; s/#.*//' | grep -E '[.](md|svg|png|cpp)$'); do
+            [ -e "$documents/pages/$target" ] || { echo "${page##*/} links to $target"; return 1; }
+        done
+    done
+    for page in operators capture-language control-clients report; do
+        for example in $(grep -E '^\$|^ +dch' "$documents/pages/$page.md" | grep -oE 'examples/[a-zA-Z/.]+'); do
+            [ -e "$documents/$example" ] || { echo "$page.md reads $example"; return 1; }
+        done
+    done
+}
