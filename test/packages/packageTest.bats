@@ -214,9 +214,22 @@ run_frontend() {
     stop
 }
 
+@test "a control client is built with them and pulls" {
+    as_anna sh -exc 'cp -r /usr/share/doc/qdxbe/examples/control .
+        cmake -S control -B control/build
+        cmake --build control/build'
+    start_service
+    as_anna sh -c 'printf "%s\n" "limit 0" "tags TRAFFIC list count 5" | dch-filter -'
+    run_frontend radio
+    as_anna sh -c 'control/build/pullFilter 11 >pull.bin'
+    as_anna qdxview --format text pull.bin | grep 'rfBranch=1 list count 5 7'
+    rm "$root/home/anna/pull.bin"
+    stop
+}
+
 @test "all of them leave no trace" {
     inside apt-get purge qdx-frontend-dev
     type_page inside "Remove"
-    rm -r "$root/home/anna/frontend"
+    rm -r "$root/home/anna/frontend" "$root/home/anna/control"
     leaves_no_trace
 }
