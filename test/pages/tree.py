@@ -50,7 +50,7 @@ class Tree:
     @functools.cached_property
     def make_targets(self):
         """The recipe of each target."""
-        recipes = re.findall(r"^([a-z]+):\n((?:\t.*\n?)+)", self.read("Makefile"), re.M)
+        recipes = re.findall(r"^([a-z-]+):.*\n((?:\t.*\n?)+)", self.read("Makefile"), re.M)
         return dict(recipes)
 
     @functools.cached_property

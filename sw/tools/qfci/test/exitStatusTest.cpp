@@ -39,8 +39,11 @@ TEST(ExitStatus, AnotherProtocolIsAProtocolFailure) {
 TEST(ExitStatus, ReportIsOneLineAndNoneWhenDone) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(report(Qdx::Control::Result{}), 0);
+    EXPECT_EQ(report({Outcome::CollectorGone, "it went"}), EX_UNAVAILABLE);
     EXPECT_EQ(report({Outcome::NoCollector, "there is none"}), EX_UNAVAILABLE);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qfci: there is none\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "qfci: it went\n"
+              "qfci: there is none; start qdxd, or set UNIT_ROOT to the root of its unit\n");
 }
 
 }  // namespace
