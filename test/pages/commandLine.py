@@ -9,7 +9,7 @@ MAKE_VARIABLES = {"ARGS", "TIME", "DESTDIR"}
 # Programs of Debian that pages may show.
 OUTSIDE = {"zstd", "cmake", "lttng", "babeltrace2", "systemctl", "adduser", "usermod", "id", "grep", "export", "cp",
            "protoc", "systemd-analyze", "apt-get", "dpkg", "cd", "install", "journalctl", "xmllint", "jq",
-           "kill", "ln", "rm", "rmdir", "setpriv", "sleep", "systemd-sysusers", "systemd-tmpfiles"}
+           "kill", "ln", "rm", "rmdir", "sed", "setpriv", "sleep", "systemd-sysusers", "systemd-tmpfiles"}
 
 
 def fault_of_command(line, tree):
