@@ -93,7 +93,7 @@ start_demo() {
     # A line that looks things up, and the lines that stop it, exactly as printed.
     next=$(sed -n '/^== Left running/,$p' "$out" | grep -E '^(export|dch filter)')
     bash -ec "$next" | grep -q '^host:cpu:load '
-    bash -ec "$(grep '^export' <<<"$next"); qfci ping; dch-filter --check examples/filters/cores.filter"
+    bash -ec "$(grep '^export' <<<"$next"); qfci ping; dch-filter --check $BATS_TEST_DIRNAME/../examples/filters/cores.filter"
 
     run "$demo" --build "$build" --seconds 1
     echo "$output" >"$out.second"
