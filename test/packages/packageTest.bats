@@ -227,9 +227,11 @@ run_frontend() {
     stop
 }
 
-@test "all of them leave no trace" {
+@test "all of them leave no trace, even if a collector was left running" {
+    start_service
     inside apt-get purge qdx-frontend-dev
     type_page inside "Remove"
     rm -r "$root/home/anna/frontend" "$root/home/anna/control"
+    stop
     leaves_no_trace
 }
