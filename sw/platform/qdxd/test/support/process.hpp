@@ -150,7 +150,7 @@ private:
     }
 
     void readUntil(const std::function<bool()>& reached) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(90);
         while (!reached()) {
             std::array<pollfd, 2> events{
                 {{streams_[0].fd, POLLIN, 0}, {streams_[1].fd, POLLIN, 0}}};
