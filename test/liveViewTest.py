@@ -47,9 +47,7 @@ class LiveView(unittest.TestCase):
     @classmethod
     def start_collector(cls):
         cls.collector = cls.unit.start_collector()
-        while "qdxd: ready" not in cls.collector.log.read_text():
-            if cls.collector.poll() is not None:
-                raise AssertionError(cls.collector.log.read_text())
+        cls.unit.await_ready(cls.collector)
         cls.unit.create_filter("limit 0", "tags CPU list count 100", "tags NET list count 100")
 
     def setUp(self):
@@ -248,9 +246,14 @@ class LiveView(unittest.TestCase):
         shell = self.open_shell()
         self.assertEqual(shell.run(view + " | cat; echo ${PIPESTATUS[0]}"),
                          "qdxview: the live view needs a terminal; give --once to print it once\r\n64\r\n")
-        # The library of terminals keeps what it took for one that it doesn't know.
-        self.assertEqual(shell.run(f"ASAN_OPTIONS=detect_leaks=0 TERM=nonsense {view}; echo $?"),
-                         "qdxview: no live view on a terminal of type nonsense; set TERM, or give --once\r\n64\r\n")
+        # The library of terminals keeps what it took for one that it doesn't use.
+        usual = shell.run("stty -g")
+        for terminal in ("nonsense", "dumb"):
+            with self.subTest(terminal=terminal):
+                self.assertEqual(shell.run(f"ASAN_OPTIONS=detect_leaks=0 TERM={terminal} {view}; echo $?"),
+                                 f"qdxview: no live view on a terminal of type {terminal}; set TERM, or give --once\r\n"
+                                 "64\r\n")
+                self.assertEqual(shell.run("stty -g"), usual)
 
     def test_prints_one_picture(self):
         self.leave(self.open_view_of_values())

@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import time
 
 PATIENCE_SECONDS = 30
 EX_UNAVAILABLE = 69
@@ -86,6 +87,14 @@ class Unit:
 
     def start_collector(self, *words):
         return self.start("qdxd", "--library", self.programs["libqdxbe.so"], *words)
+
+    def await_ready(self, collector):
+        """Until it takes commands. If it doesn't, that is a fault."""
+        deadline = time.monotonic() + self.patience
+        while "qdxd: ready" not in collector.log.read_text():
+            if collector.poll() is not None or time.monotonic() > deadline:
+                raise Fault(f"qdxd: not ready: {first_line(collector.log.read_text())}")
+            time.sleep(0.05)
 
     def run(self, name, *words, expect=None):
         """Runs a program to its end. If its status is not the expected one, or it doesn't end, that is a fault."""

@@ -1,5 +1,6 @@
 #include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
+#include "commandLine/range.hpp"
 
 #include <gmock/gmock.h>
 #include <sysexits.h>
@@ -22,7 +23,7 @@ protected:
         app.add_option("FILE", file, "What to show; standard input if not given");
         app.add_option("-w,--width", width, "Columns to fill")
             ->type_name("COLUMNS")
-            ->check(CLI::Range(20, 1000));
+            ->check(between(20, 1000));
     }
 
     struct Run {
@@ -127,6 +128,24 @@ TEST_F(CommandLineTest, AChoiceTakesItsNamesAndTellsThem) {
         EXPECT_EQ(
             parse({"--color", wrong}).error,
             "show: --color: '" + std::string(wrong) + "' is none of green, red; see show --help\n");
+    }
+}
+
+TEST_F(CommandLineTest, ANumberOutsideItsRangeIsToldTheRange) {
+    double seconds = 2;
+    app.add_option("--every", seconds)->check(between(0.5, 3600.0));
+    for (const auto* good : {"0.5", "3600", "1e2"}) {
+        EXPECT_EQ(parse({"--every", good}).end, std::nullopt);
+    }
+    for (const auto* wrong : {"0.1", "3600.5", "-1", "nan", "inf", "x", "1x"}) {
+        EXPECT_EQ(parse({"--every", wrong}).error,
+                  "show: --every: " + std::string(wrong) +
+                      " is not a number from 0.5 to 3600; see show --help\n");
+    }
+    for (const auto* wrong : {"19", "1001", "20.5", "99999999999999999999", "x"}) {
+        EXPECT_EQ(parse({"--width", wrong}).error,
+                  "show: --width: " + std::string(wrong) +
+                      " is not a whole number from 20 to 1000; see show --help\n");
     }
 }
 

@@ -4,10 +4,13 @@
 #include <cmath>
 
 #include "commandLine/commandLine.hpp"
+#include "commandLine/range.hpp"
 
 namespace DchFilter {
 
 namespace {
+
+using Qdx::CommandLine::between;
 
 constexpr const char* footer =
     "The file, of which dch-filter(1) and qdx-filter(5) tell more:\n"
@@ -19,12 +22,6 @@ constexpr const char* footer =
 constexpr double lowestRate = 0.00001;
 constexpr double highestRate = 10'000;
 constexpr std::size_t largestRecord = 131'072;
-
-// What the range would let pass: "nan".
-std::string isDecimal(const std::string& text) {
-    return text.find_first_not_of("0123456789.") == std::string::npos ? ""
-                                                                      : text + " is not a number";
-}
 
 std::chrono::nanoseconds intervalOf(double samplesPerSecond) {
     constexpr double nanosecondsPerSecond = 1e9;
@@ -50,18 +47,17 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
                           ->type_name("LIST");
     app.add_option("--rate", rate, "With --catalogue: samples a second of each pair; 1")
         ->type_name("N")
-        ->check(isDecimal)
-        ->check(CLI::Range(lowestRate, highestRate))
+        ->check(between(lowestRate, highestRate))
         ->needs(catalogue);
     app.add_option("--record-size", options.report.load.recordSize,
                    "With --catalogue: bytes of each record; 100")
         ->type_name("BYTES")
-        ->check(CLI::Range(std::size_t{0}, largestRecord))
+        ->check(between(std::size_t{0}, largestRecord))
         ->needs(catalogue);
     auto* unit = app.add_option("--budget", budget,
                                 "With --catalogue: the unit's limit for all filters together")
                      ->type_name("BYTES")
-                     ->check(CLI::Range(std::uint64_t{1}, largestLimit))
+                     ->check(between(std::uint64_t{1}, largestLimit))
                      ->needs(catalogue);
     if (const auto end = Qdx::CommandLine::parse(app, argc, argv)) {
         exitStatus = *end;

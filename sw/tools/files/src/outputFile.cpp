@@ -19,26 +19,48 @@ fs::path resolved(const std::string& path) {
     return error ? fs::path(path) : target;
 }
 
+// Nothing can stand beside a file without a name.
 bool isWrittenInPlace(const fs::path& path) {
     std::error_code error;
     const auto status = fs::status(path, error);
-    return fs::exists(status) && !fs::is_regular_file(status);
+    return path.empty() || (fs::exists(status) && !fs::is_regular_file(status));
+}
+
+// Whoever could not read the older file can't read the one that replaces it.
+void takePermissions(const fs::path& from, const fs::path& to) {
+    std::error_code error;
+    const auto older = fs::status(from, error);
+    if (fs::exists(older)) {
+        fs::permissions(to, older.permissions(), error);
+    }
+}
+
+std::string nameOf(const std::string& path) {
+    return path == "-" ? "the output" : path;
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : out(&std::cout) {
-    if (path == "-") {
+CannotWrite::CannotWrite(const std::string& path) : runtime_error("cannot write " + nameOf(path)) {}
+
+CannotWrite::CannotWrite(const std::string& path, const std::string& reason)
+    : runtime_error("cannot write " + nameOf(path) + ": " + reason) {}
+
+OutputFile::OutputFile(const std::string& path) : name(path), out(&std::cout) {
+    if (name == "-") {
         return;
     }
-    target = resolved(path);
+    target = resolved(name);
     if (!isWrittenInPlace(target)) {
         beside = target;
         beside += ".new." + std::to_string(getpid());
     }
     file.open(beside.empty() ? target : beside, std::ios::binary);
     if (!file) {
-        throw CannotCreate(path + ": " + std::generic_category().message(errno));
+        throw CannotCreate(name + ": " + std::generic_category().message(errno));
+    }
+    if (!beside.empty()) {
+        takePermissions(target, beside);
     }
     out = &file;
 }
@@ -50,20 +72,22 @@ OutputFile::~OutputFile() {
     }
 }
 
-bool OutputFile::commit() {
+void OutputFile::commit() {
     if (file.is_open()) {
         file.close();
     }
     if (!out->flush()) {
-        return false;
+        throw CannotWrite(name);
     }
     if (beside.empty()) {
-        return true;
+        return;
     }
     std::error_code error;
     fs::rename(beside, target, error);
+    if (error) {
+        throw CannotWrite(name, error.message());
+    }
     beside.clear();
-    return !error;
 }
 
 }  // namespace Qdx::Files

@@ -26,6 +26,16 @@ protected:
         return text.str();
     }
 
+    template <typename Action>
+    static std::string failureOf(const Action& action) {
+        try {
+            action();
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "none";
+    }
+
     std::ptrdiff_t filesInFolder() const {
         return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
     }
@@ -38,7 +48,7 @@ TEST_F(OutputFileTest, IsThereOnceItIsWhole) {
     OutputFile output(path);
     output.stream() << "abc" << std::flush;
     EXPECT_FALSE(fs::exists(path));
-    EXPECT_TRUE(output.commit());
+    output.commit();
     EXPECT_EQ(textOf(path), "abc");
     EXPECT_EQ(filesInFolder(), 1);
 }
@@ -58,7 +68,7 @@ TEST_F(OutputFileTest, ReplacesTheTargetOfALinkAndNotTheLink) {
     fs::create_symlink("target", path);
     OutputFile output(path);
     output.stream() << "new";
-    EXPECT_TRUE(output.commit());
+    output.commit();
     EXPECT_TRUE(fs::is_symlink(path));
     EXPECT_EQ(textOf(folder / "target"), "new");
 }
@@ -66,24 +76,45 @@ TEST_F(OutputFileTest, ReplacesTheTargetOfALinkAndNotTheLink) {
 TEST_F(OutputFileTest, DeviceIsWrittenInPlace) {
     OutputFile output("/dev/null");
     output.stream() << "abc";
-    EXPECT_TRUE(output.commit());
+    output.commit();
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
 TEST_F(OutputFileTest, FullDeviceIsALoss) {
     OutputFile output("/dev/full");
     output.stream() << "abc";
-    EXPECT_FALSE(output.commit());
+    EXPECT_EQ(failureOf([&] { output.commit(); }), "cannot write /dev/full");
 }
 
 TEST_F(OutputFileTest, FolderThatIsNotThereIsSaidByName) {
     const auto nowhere = (folder / "no/pull.bin").string();
-    try {
-        const OutputFile output(nowhere);
-        FAIL() << "created";
-    } catch (const CannotCreate& error) {
-        EXPECT_EQ(std::string(error.what()), nowhere + ": No such file or directory");
+    EXPECT_EQ(failureOf([&] { const OutputFile output(nowhere); }),
+              nowhere + ": No such file or directory");
+}
+
+TEST_F(OutputFileTest, FileWithoutANameIsNotThere) {
+    fs::current_path(folder);
+    EXPECT_EQ(failureOf([] { const OutputFile output(""); }), ": No such file or directory");
+    EXPECT_EQ(filesInFolder(), 0);
+}
+
+TEST_F(OutputFileTest, FileThatCannotBePutInItsPlaceIsSaidWithTheReasonAndLeavesNothing) {
+    {
+        OutputFile output(path);
+        fs::create_directory(path);
+        EXPECT_EQ(failureOf([&] { output.commit(); }), "cannot write " + path + ": Is a directory");
     }
+    EXPECT_EQ(filesInFolder(), 1);
+}
+
+TEST_F(OutputFileTest, ReplacementKeepsThePermissionsOfTheOlderFile) {
+    std::ofstream(path) << "old";
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    umask(022);
+    OutputFile output(path);
+    output.stream() << "new";
+    output.commit();
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 }  // namespace

@@ -5,27 +5,10 @@
 #include <exception>
 #include <iostream>
 #include <new>
-#include <string>
 
 #include "commandLine/commandLine.hpp"
+#include "commandLine/range.hpp"
 #include "hostFrontend.hpp"
-
-namespace {
-
-// Written so that "nan" is outside of every range.
-CLI::Validator between(double low, double high) {
-    const auto toText = [](double value) { return CLI::detail::to_string(value); };
-    const std::string range = toText(low) + " to " + toText(high);
-    return {[low, high, range](std::string& text) {
-                double value = 0;
-                const bool good =
-                    CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
-                return good ? std::string() : text + " is not a number from " + range;
-            },
-            range};
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app("Sends measurements, counters and records of this Linux machine to the collector.",
@@ -36,15 +19,15 @@ int main(int argc, char** argv) {
     double registerSeconds = options.registerPeriod.count();
     app.add_option("--rate", options.rateHz, "Batches a second; 10 if not given")
         ->type_name("HERTZ")
-        ->check(between(0.1, 1000));
+        ->check(Qdx::CommandLine::between(0.1, 1000.0));
     const auto* duration =
         app.add_option("--duration", seconds, "Time to run; until it is stopped if not given")
             ->type_name("SECONDS")
-            ->check(between(0.001, 1e9));
+            ->check(Qdx::CommandLine::between(0.001, 1e9));
     app.add_option("--register-period", registerSeconds,
                    "Time between records of an interface's counters; 10 if not given")
         ->type_name("SECONDS")
-        ->check(between(1, 86'400));
+        ->check(Qdx::CommandLine::between(1.0, 86'400.0));
     app.add_option("--host-root", options.hostRoot,
                    "Where proc, sys and etc of the machine to watch are; / if not given")
         ->type_name("DIRECTORY")

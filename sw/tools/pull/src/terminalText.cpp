@@ -17,6 +17,16 @@ bool isControl(std::string_view character) {
     return character.size() == 2 && character[0] == '\xC2' && last < 0xA0;
 }
 
+// Zero-width characters and directional marks, U+200B to U+200F, embeddings and overrides, U+202A
+// to U+202E, and isolates, U+2066 to U+2069.
+bool deceivesTheEye(std::string_view character) {
+    const auto isWithin = [character](std::string_view first, std::string_view last) {
+        return character >= first && character <= last;
+    };
+    return isWithin("\u200B", "\u200F") || isWithin("\u202A", "\u202E") ||
+           isWithin("\u2066", "\u2069");
+}
+
 }  // namespace
 
 std::string plainText(std::string_view text, Glyphs glyphs) {
@@ -24,8 +34,8 @@ std::string plainText(std::string_view text, Glyphs glyphs) {
     while (!text.empty()) {
         const auto size = characterSize(text);
         const auto character = text.substr(0, std::max<std::size_t>(size, 1));
-        const bool shown =
-            size != 0 && !isControl(character) && (size == 1 || glyphs == Glyphs::Unicode);
+        const bool shown = size != 0 && !isControl(character) && !deceivesTheEye(character) &&
+                           (size == 1 || glyphs == Glyphs::Unicode);
         plain += shown ? character : "?";
         text.remove_prefix(character.size());
     }

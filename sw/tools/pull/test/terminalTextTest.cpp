@@ -30,6 +30,17 @@ TEST(PlainText, ReplacesTheSecondBlockOfControlCharacters) {
               "a?2Jb?\xC2\xA0");
 }
 
+TEST(PlainText, ReplacesCharactersThatHideThemselvesOrTurnTheOrderOfOthers) {
+    for (const auto* deceiver :
+         {"\u200B", "\u200C", "\u200D", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C", "\u202D",
+          "\u202E", "\u2066", "\u2067", "\u2068", "\u2069"}) {
+        EXPECT_EQ(plainText(std::string("a").append(deceiver).append("b"), Glyphs::Unicode), "a?b");
+    }
+    for (const auto* neighbour : {"\u200A", "\u2010", "\u2029", "\u202F", "\u2065", "\u206A"}) {
+        EXPECT_EQ(plainText(neighbour, Glyphs::Unicode), neighbour);
+    }
+}
+
 TEST(PlainText, ReplacesEachByteThatIsNoUtf8) {
     EXPECT_EQ(plainText("\xFF\xFE x", Glyphs::Unicode), "?? x");
     EXPECT_EQ(plainText("\x80\xBF", Glyphs::Unicode), "??");

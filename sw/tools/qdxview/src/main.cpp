@@ -5,15 +5,12 @@
 #include <sysexits.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <clocale>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <new>
 #include <string_view>
-#include <system_error>
 
 #include "collector.hpp"
 #include "files/inputFile.hpp"
@@ -59,28 +56,21 @@ std::vector<PulledMessage> readPulls(const Options& options) {
     return Qdx::Pull::readPulls(std::move(input), source, options.inputForm);
 }
 
-int write(std::ostream& out, const std::string& name, const Options& options,
-          const std::vector<PulledMessage>& pulls, const Catalogue& catalogue) {
+void write(std::ostream& out, const Options& options, const std::vector<PulledMessage>& pulls,
+           const Catalogue& catalogue) {
     Qdx::Pull::PullWriter writer(out, options.format, catalogue,
                                  {widthFor(options), options.glyphs});
     for (const auto& pull : pulls) {
         writer.write(pull);
     }
-    return out.flush() ? EX_OK : report("cannot write " + name, EX_IOERR);
 }
 
-// Whole, or as it was before: a browser may be looking at it.
-int writePage(const Options& options, const std::vector<PulledMessage>& pulls,
-              const Catalogue& catalogue) {
-    Qdx::Files::OutputFile output(options.html);
+void writePage(std::ostream& out, const Options& options, const std::vector<PulledMessage>& pulls,
+               const Catalogue& catalogue) {
     const auto name = options.input == "-"
                           ? std::string()
                           : std::filesystem::path(options.input).filename().string();
-    Qdx::Pull::writeReportPage(output.stream(), Qdxview::reportTemplate(), pulls, catalogue, name);
-    return output.commit()
-               ? EX_OK
-               : report("cannot write " + (options.html == "-" ? "the output" : options.html),
-                        EX_IOERR);
+    Qdx::Pull::writeReportPage(out, Qdxview::reportTemplate(), pulls, catalogue, name);
 }
 
 // Everything is read before the output is opened: a damaged input leaves an older file alone, and
@@ -89,17 +79,14 @@ int convert(const Options& options) {
     const auto catalogue =
         options.catalogue.empty() ? Catalogue() : Catalogue::read(options.catalogue);
     const auto pulls = readPulls(options);
-    if (!options.html.empty()) {
-        return writePage(options, pulls, catalogue);
+    Qdx::Files::OutputFile output(options.output);
+    if (options.page) {
+        writePage(output.stream(), options, pulls, catalogue);
+    } else {
+        write(output.stream(), options, pulls, catalogue);
     }
-    if (options.output == "-") {
-        return write(std::cout, "the output", options, pulls, catalogue);
-    }
-    std::ofstream file(options.output, std::ios::binary);
-    if (!file) {
-        return report(options.output + ": " + std::generic_category().message(errno), EX_CANTCREAT);
-    }
-    return write(file, options.output, options, pulls, catalogue);
+    output.commit();
+    return EX_OK;
 }
 
 int showLiveView(const Options& options) {
@@ -141,7 +128,7 @@ int guardedMain(int argc, char** argv) {
         return report("raw bytes are not for a terminal; redirect them or give --output FILE",
                       EX_USAGE);
     }
-    if (!options->html.empty() && Qdxview::reportTemplate().empty()) {
+    if (options->page && Qdxview::reportTemplate().empty()) {
         return report("this build has no report page; --format gives the data in other forms",
                       EX_UNAVAILABLE);
     }
@@ -155,6 +142,8 @@ int guardedMain(int argc, char** argv) {
         return report(error.what(), EX_DATAERR);
     } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
+    } catch (const Qdx::Files::CannotWrite& error) {
+        return report(error.what(), EX_IOERR);
     } catch (const Qdxview::NoTerminal& error) {
         return report(error.what(), EX_USAGE);
     } catch (const Qdxview::NoAnswer& error) {

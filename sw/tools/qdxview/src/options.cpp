@@ -4,6 +4,7 @@
 
 #include "commandLine/choice.hpp"
 #include "commandLine/commandLine.hpp"
+#include "commandLine/range.hpp"
 
 namespace Qdxview {
 
@@ -30,14 +31,14 @@ void addOptions(CLI::App& app, Options& options) {
         ->type_name("FILE");
     app.add_option("--output", options.output, "File to write, instead of standard output")
         ->type_name("FILE");
-    app.add_option("--html", options.html,
+    app.add_option("--html", options.output,
                    "Write a page with charts for a browser to this file; - is standard output")
         ->type_name("FILE")
         ->excludes("--format")
         ->excludes("--output");
     app.add_option("--width", options.width, "Columns to fill, instead of the terminal's or 100")
         ->type_name("COLUMNS")
-        ->check(CLI::Range(narrowest, widest));
+        ->check(Qdx::CommandLine::between(narrowest, widest));
 }
 
 void addTopOptions(CLI::App& app, Options& options, double& seconds) {
@@ -50,7 +51,7 @@ void addTopOptions(CLI::App& app, Options& options, double& seconds) {
     }
     app.add_option("--every", seconds, "Refresh the live view so often; 2 if not given")
         ->type_name("SECONDS")
-        ->check(CLI::Range(shortest, longest))
+        ->check(Qdx::CommandLine::between(shortest, longest))
         ->needs(top);
     app.add_option("--filter", options.liveView.filters, "Only these filters, by id or name")
         ->type_name("ID")
@@ -77,6 +78,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitStatus) {
         exitStatus = *end;
         return std::nullopt;
     }
+    options.page = app.count("--html") > 0;
     options.inputForm = raw ? Qdx::Pull::InputForm::Raw : Qdx::Pull::InputForm::Any;
     options.glyphs = ascii ? Qdx::Pull::Glyphs::Ascii : Qdx::Pull::Glyphs::Unicode;
     options.liveView.catalogue = options.catalogue;

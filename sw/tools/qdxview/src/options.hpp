@@ -13,7 +13,7 @@ namespace Qdxview {
 struct Options {
     std::string input = "-";   // a file, or "-" for standard input
     std::string output = "-";  // a file, or "-" for standard output
-    std::string html;          // a file for the report page, or "-"; empty for no page
+    bool page = false;         // the output is a report page, whatever the format
     std::string catalogue;     // an info object list file; empty for none
     Qdx::Pull::InputForm inputForm = Qdx::Pull::InputForm::Any;
     Qdx::Pull::Format format = Qdx::Pull::Format::Table;

@@ -124,6 +124,25 @@ view() { run "$QDXVIEW" "$@"; }
     [ "$(<"$BATS_TEST_TMPDIR/out")" = older ]
 }
 
+@test "leaves an older output alone when the disk is full" {
+    out=$BATS_TEST_TMPDIR/out
+    echo older >"$out"
+    for _ in {1..2000}; do echo "$pull"; done >"$pull_file"
+    run bash -c 'ulimit -f 8; trap "" XFSZ; exec "$@"' - "$QDXVIEW" --format csv --output "$out" "$pull_file"
+    [ "$status" -eq 74 ]
+    [ "$output" = "qdxview: cannot write $out" ]
+    [ "$(<"$out")" = older ]
+    [ "$(find "$BATS_TEST_TMPDIR" -name 'out*' | wc -l)" -eq 1 ]
+}
+
+@test "writes into a pipe" {
+    mkfifo "$BATS_TEST_TMPDIR/pipe"
+    "$QDXVIEW" --format raw --output "$BATS_TEST_TMPDIR/pipe" "$pull_file" 3>&- &
+    [ "$(timeout 20 base64 "$BATS_TEST_TMPDIR/pipe")" = CAESBggHEAEQAg== ]
+    wait "$!"
+    [ -p "$BATS_TEST_TMPDIR/pipe" ]
+}
+
 @test "refuses damaged raw bytes with 65 and one line" {
     printf '\x08\x01\x12\x05' >"$BATS_TEST_TMPDIR/pull.raw"
     view "$BATS_TEST_TMPDIR/pull.raw"
@@ -135,6 +154,9 @@ view() { run "$QDXVIEW" "$@"; }
     view --output "$BATS_TEST_TMPDIR/missing/out" "$pull_file"
     [ "$status" -eq 73 ]
     [ "$output" = "qdxview: $BATS_TEST_TMPDIR/missing/out: No such file or directory" ]
+    view --output '' "$pull_file"
+    [ "$status" -eq 73 ]
+    [ "$output" = "qdxview: : No such file or directory" ]
 }
 
 @test "tells its options and its version" {

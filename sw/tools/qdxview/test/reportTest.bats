@@ -41,6 +41,9 @@ view() { run "$QDXVIEW" "$@"; }
     view --html "$BATS_TEST_TMPDIR/missing/out" "$pull_file"
     [ "$status" -eq 73 ]
     [ "$output" = "qdxview: $BATS_TEST_TMPDIR/missing/out: No such file or directory" ]
+    view --html '' "$pull_file"
+    [ "$status" -eq 73 ]
+    [ "$output" = "qdxview: : No such file or directory" ]
     view --html /dev/full "$pull_file"
     [ "$status" -eq 74 ]
     view --html "$BATS_TEST_TMPDIR/out" --format csv "$pull_file"

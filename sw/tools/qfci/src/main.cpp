@@ -45,6 +45,8 @@ int main(int argc, char** argv) {
         return report(error.what(), EX_DATAERR);
     } catch (const Qdx::Files::CannotCreate& error) {
         return report(error.what(), EX_CANTCREAT);
+    } catch (const Qdx::Files::CannotWrite& error) {
+        return report(error.what(), EX_IOERR);
     } catch (const std::system_error& error) {
         return report(error.what(), EX_OSERR);
     } catch (const std::bad_alloc&) {

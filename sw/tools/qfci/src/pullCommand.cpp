@@ -27,10 +27,6 @@ using Qdx::Pull::Format;
 
 constexpr int signalStatus = 128;
 
-int lost(const std::string& path) {
-    return report("cannot write " + (path == "-" ? "the output" : path), EX_IOERR);
-}
-
 // Raw contents go out as they come; the other formats need them whole.
 class Contents {
 public:
@@ -94,13 +90,14 @@ int pull(const Options& options) {
         return signalStatus + caughtSignal();
     }
     if (result.outcome == Outcome::Stopped) {
-        return lost(options.output);
+        throw Qdx::Files::CannotWrite(options.output);
     }
     if (!result.isDone()) {
         return report(result);
     }
     contents.finish(catalogue);
-    return output.commit() ? EX_OK : lost(options.output);
+    output.commit();
+    return EX_OK;
 }
 
 }  // namespace Qfci

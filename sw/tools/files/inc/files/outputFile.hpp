@@ -9,14 +9,23 @@
 
 namespace Qdx::Files {
 
-// A file that can't be written; the text names it.
+// A file that can't be made; the text names it.
 class CannotCreate : public std::runtime_error {
 public:
     using runtime_error::runtime_error;
 };
 
+// A file of which not all could be written, or that could not be put in its place; the text names
+// it.
+class CannotWrite : public std::runtime_error {
+public:
+    explicit CannotWrite(const std::string& path);
+    CannotWrite(const std::string& path, const std::string& reason);
+};
+
 // Standard output, or a file that is whole or as it was before: it is written beside its place and
-// put there by commit(). What is no regular file, a device or a pipe, is written in place.
+// put there by commit(), with the permissions of the one that it replaces. What is no regular file,
+// a device or a pipe, is written in place.
 class OutputFile {
 public:
     // "-" is standard output. Throws CannotCreate.
@@ -27,10 +36,11 @@ public:
 
     std::ostream& stream() { return *out; }
 
-    // False if not all of it could be written.
-    bool commit();
+    // Throws CannotWrite.
+    void commit();
 
 private:
+    const std::string name;
     std::filesystem::path target;
     std::filesystem::path beside;  // empty: written in place
     std::ofstream file;

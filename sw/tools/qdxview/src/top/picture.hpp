@@ -1,7 +1,6 @@
 // What is known of a collector at a moment.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,10 +8,9 @@
 #include <vector>
 
 #include "pull/digest.hpp"
+#include "wallTime.hpp"
 
 namespace Qdxview {
-
-using WallTime = std::chrono::sys_seconds;
 
 enum class FilterState {
     Collects,

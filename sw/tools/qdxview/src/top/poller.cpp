@@ -3,14 +3,11 @@
 #include <csignal>
 
 #include "tessel/commandClient.hpp"
+#include "wallTime.hpp"
 
 namespace Qdxview {
 
 namespace {
-
-WallTime now() {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-}
 
 // A thread that no signal reaches: they are for the one that has the terminal.
 std::thread quietThread(const std::function<void()>& body) {

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cwchar>
 #include <optional>
@@ -114,15 +115,31 @@ const char* terminalName() {
     return name != nullptr && *name != '\0' ? name : "unknown";
 }
 
+// What has no way to place the cursor would be given a screen without its line ends.
+bool placesTheCursor() {
+    const auto sequence = reinterpret_cast<std::intptr_t>(tigetstr("cup"));
+    return sequence != 0 && sequence != -1;
+}
+
+void takeTerminal() {
+    SCREEN* const screen = newterm(nullptr, stdout, stdin);
+    if (screen != nullptr && placesTheCursor()) {
+        return;
+    }
+    if (screen != nullptr) {
+        reset_shell_mode();
+        delscreen(screen);
+    }
+    throw NoTerminal(std::string("no live view on a terminal of type ")
+                         .append(terminalName())
+                         .append("; set TERM, or give --once"));
+}
+
 }  // namespace
 
 Terminal::Terminal(bool colours)
     : colourful([colours] {
-          if (newterm(nullptr, stdout, stdin) == nullptr) {
-              throw NoTerminal(std::string("no live view on a terminal of type ")
-                                   .append(terminalName())
-                                   .append("; set TERM, or give --once"));
-          }
+          takeTerminal();
           return startColours(colours);
       }()) {
     cbreak();

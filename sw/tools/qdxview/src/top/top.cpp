@@ -1,9 +1,11 @@
 #include "top.hpp"
 
+#include <unistd.h>
+
 #include <csignal>
-#include <cstdlib>
 
 #include "collector.hpp"
+#include "commandLine/terminal.hpp"
 #include "eventDescriptor.hpp"
 #include "observer.hpp"
 #include "painter.hpp"
@@ -12,16 +14,13 @@
 #include "signals.hpp"
 #include "terminal.hpp"
 #include "view.hpp"
+#include "wallTime.hpp"
 
 namespace Qdxview {
 
 namespace {
 
 using Qdx::Pull::Catalogue;
-
-WallTime now() {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-}
 
 // The unit's own list is a help that nobody asked for: without it, numbers stand for names.
 Catalogue catalogueOf(const TopOptions& options, const UnitConfiguration& unit) {
@@ -35,12 +34,6 @@ Catalogue catalogueOf(const TopOptions& options, const UnitConfiguration& unit) 
     } catch (const Qdx::Pull::BadData&) {
         return {};
     }
-}
-
-// https://no-color.org
-bool wantsColours() {
-    const char* const no = std::getenv("NO_COLOR");
-    return no == nullptr || *no == '\0';
 }
 
 // The live view, from key to key.
@@ -89,7 +82,7 @@ int showTop(const TopOptions& options) {
     const auto catalogue = catalogueOf(options, unit);
     const EventDescriptor news;
     const Signals signals(news);
-    Terminal terminal(wantsColours());
+    Terminal terminal(Qdx::CommandLine::takesEscapes(STDOUT_FILENO));
     Poller poller(Observer(unit, options.filters, options.glyphs), catalogue, options.glyphs,
                   {std::nullopt, options.period}, [&news] { news.raise(); });
     Viewer viewer(terminal, poller, options);
