@@ -19,7 +19,8 @@ add_custom_command(OUTPUT ${QDX_REPORT_PAGE}
     COMMAND ${report_sources}/build ${report_directory} ${QDX_REPORT_PAGE}
     DEPENDS ${report_files} ${report_sources}/build ${report_sources}/index.html ${report_sources}/package.json
         ${report_sources}/package-lock.json ${report_sources}/tsconfig.json ${report_sources}/vite.config.ts
-        ${report_sources}/playwright.config.ts
+        ${report_sources}/playwright.config.ts ${report_sources}/.npmrc ${report_sources}/.prettierrc.json
+        ${report_sources}/.prettierignore
     COMMENT "Building the report page"
     VERBATIM)
 

@@ -9,11 +9,13 @@ export interface Search {
   tags: Set<string>;
 }
 
-const places: Record<string, (panel: Panel) => string> = {
-  name: (panel) => panel.object.name,
-  tag: (panel) => ` ${panel.object.tags.join(" ")} `,
-  context: (panel) => `,${panel.context},`,
-};
+type TextOf = (panel: Panel) => string;
+
+const places = new Map<string, TextOf>([
+  ["name", (panel) => panel.object.name],
+  ["tag", (panel) => ` ${panel.object.tags.join(" ")} `],
+  ["context", (panel) => `,${panel.context},`],
+]);
 
 function anywhere(panel: Panel): string {
   const { object } = panel;
@@ -24,7 +26,7 @@ type Test = (panel: Panel) => boolean;
 
 function testFor(word: string): Test {
   const colon = word.indexOf(":");
-  const place = places[word.slice(0, colon)];
+  const place = colon > 0 ? places.get(word.slice(0, colon)) : undefined;
   const wanted = place ? word.slice(colon + 1) : word;
   const textOf = place ?? anywhere;
   return (panel) => textOf(panel).toLowerCase().includes(wanted);

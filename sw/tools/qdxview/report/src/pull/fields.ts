@@ -18,7 +18,7 @@ export function eachField(reader: BinaryReader, end: number, visit: Visit): void
       reader.skip(wireType, field);
     }
     if (reader.pos > end) {
-      throw new RangeError("a field reaches over the end of what holds it");
+      throw new Error("a field reaches over the end of what holds it");
     }
   }
 }
@@ -32,7 +32,7 @@ function endOfContent(reader: BinaryReader): number {
   const length = reader.uint32();
   const end = reader.pos + length;
   if (end > reader.len) {
-    throw new RangeError("a field reaches over the end of the message");
+    throw new Error("a field reaches over the end of the message");
   }
   return end;
 }
@@ -53,13 +53,18 @@ export function eachElement(reader: BinaryReader, wireType: WireType, take: () =
   return true;
 }
 
-/** Runs a decoder over a message. What it throws becomes a BadPull that tells the place. */
+/** A fault of the bytes that the reader reads, as against one of this program or of its memory. */
+function isDamage(error: unknown): error is Error {
+  return error instanceof Error && (error.constructor === Error || error.message === "premature EOF");
+}
+
+/** Runs a decoder over a message. What the reader throws becomes a BadPull that tells the place. */
 export function decodeWhole(bytes: Uint8Array, decode: (reader: BinaryReader) => void): void {
   const reader = new BinaryReader(bytes);
   try {
     decode(reader);
   } catch (error) {
-    if (error instanceof BadPull) {
+    if (!isDamage(error)) {
       throw error;
     }
     const at = Math.min(reader.pos, bytes.length).toLocaleString("en");

@@ -1,12 +1,10 @@
 // The message InfoObjectCollections. Field numbers are those of its schema.
+import { Allowance } from "./allowance";
 import { BadPull } from "./badPull";
 import { BinaryReader, WireType, decodeWhole, eachElement, eachField, eachFieldWithin } from "./fields";
 import type { Aggregation, Collection, Kind, Method, Pull, Radio, Scope } from "./types";
 
 const knownVersion = 1;
-
-/** Two bytes make a collection, which takes a thousand times as much in the page. */
-const mostCollections = 200_000;
 
 const contextKeys = [
   "macroRfPort",
@@ -43,8 +41,13 @@ const collectionFields: Record<number, CollectionFields> = {
 
 const scopes: Record<number, Scope> = { 1: "count", 2: "duration" };
 
-/** One message, or several behind each other, which are one with the collections of all. Throws BadPull. */
-export function decodePull(bytes: Uint8Array): Pull {
+/** The messages of one file, which share what the page can bear. Throws BadPull. */
+export function decodePulls(messages: Uint8Array[], allowance = new Allowance()): Pull[] {
+  return messages.map((bytes) => decodePull(bytes, allowance));
+}
+
+/** Of several messages behind each other the bytes are one with the collections of all. */
+function decodePull(bytes: Uint8Array, allowance: Allowance): Pull {
   const pull: Pull = { radio: {}, collections: [] };
   let version: number | undefined;
   decodeWhole(bytes, (reader) =>
@@ -53,7 +56,8 @@ export function decodePull(bytes: Uint8Array): Pull {
       if (field === 1 && wireType === WireType.Varint) {
         version = reader.uint32();
       } else if (fields && wireType === WireType.LengthDelimited) {
-        takeCollection(pull.collections, decodeCollection(reader, fields));
+        allowance.take("collections");
+        pull.collections.push(decodeCollection(reader, fields, allowance));
       } else if (field === 5 && wireType === WireType.LengthDelimited) {
         decodeRadio(reader, pull.radio);
       } else {
@@ -66,13 +70,6 @@ export function decodePull(bytes: Uint8Array): Pull {
   return pull;
 }
 
-function takeCollection(collections: Collection[], collection: Collection): void {
-  if (collections.length === mostCollections) {
-    throw new BadPull(`It holds more than ${mostCollections.toLocaleString("en")} collections.`);
-  }
-  collections.push(collection);
-}
-
 function checkVersion(version: number | undefined): void {
   if (version === undefined) {
     throw new BadPull("It is a message without version, so it holds no collections.");
@@ -82,7 +79,7 @@ function checkVersion(version: number | undefined): void {
   }
 }
 
-function decodeCollection(reader: BinaryReader, fields: CollectionFields): Collection {
+function decodeCollection(reader: BinaryReader, fields: CollectionFields, allowance: Allowance): Collection {
   const times: bigint[] = [];
   const numbers: bigint[] = [];
   const records: Uint8Array[] = [];
@@ -94,12 +91,19 @@ function decodeCollection(reader: BinaryReader, fields: CollectionFields): Colle
     if (field === 1 && wireType === WireType.Varint) {
       id = reader.uint32();
     } else if (field === 2 && fields.kind !== "record") {
-      return eachElement(reader, wireType, () => numbers.push(BigInt(reader.int64())));
+      return eachElement(reader, wireType, () => {
+        allowance.take("values");
+        numbers.push(BigInt(reader.int64()));
+      });
     } else if (field === 3) {
-      return eachElement(reader, wireType, () => times.push(BigInt(reader.uint64())));
+      return eachElement(reader, wireType, () => {
+        allowance.take("times");
+        times.push(BigInt(reader.uint64()));
+      });
     } else if (wireType !== WireType.LengthDelimited) {
       return false;
     } else if (field === 2) {
+      allowance.take("records");
       records.push(reader.bytes());
     } else if (method) {
       aggregation = decodeAggregation(reader, method, aggregation);

@@ -4,6 +4,9 @@ import { BadPull } from "./badPull";
 /** More than any collector keeps. */
 export const longestInput = 128 * 1024 * 1024;
 
+/** Each is offered in a menu. */
+const mostMessages = 20_000;
+
 // Put together at run time: a report holds this program, and must not look like a pull because of it.
 const name = ["Qdx", "Output"].join("");
 const opening = `<${name}>`;
@@ -86,6 +89,9 @@ export function messagesInText(text: string): Uint8Array[] {
     const end = text.indexOf(closing, begin);
     if (end < 0) {
       throw new BadPull(`${opening} at ${place(begin)} has no ${closing}: the end of the pull is missing.`);
+    }
+    if (messages.length === mostMessages) {
+      throw new BadPull(`It holds more than ${mostMessages.toLocaleString("en")} messages.`);
     }
     messages.push(decodeBase64(text, begin + opening.length, end));
     position = end + closing.length;

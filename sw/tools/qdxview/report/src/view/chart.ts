@@ -65,7 +65,8 @@ function padded(low: number, high: number): [number, number] {
   return [low - margin, high + margin];
 }
 
-function heightRange(panel: Panel, low: number | null, high: number | null): [number, number] {
+/** From the bottom to the top of a chart whose values in sight go from low to high; both null without any. */
+export function heightRange(panel: Panel, low: number | null, high: number | null): [number, number] {
   if (low === null || high === null) {
     return [0, 1];
   }
@@ -73,7 +74,7 @@ function heightRange(panel: Panel, low: number | null, high: number | null): [nu
     return padded(low, high);
   }
   const [bottom, top] = padded(Math.min(0, low), Math.max(0, high));
-  return [low < 0 ? bottom : 0, high > 0 ? top : 0];
+  return [low < 0 ? bottom : 0, low < 0 && high <= 0 ? 0 : top];
 }
 
 function seriesFor(panel: Panel, { part }: Row): uPlot.Series {
@@ -104,7 +105,7 @@ function seriesFor(panel: Panel, { part }: Row): uPlot.Series {
   };
 }
 
-function bandsFor(rows: Row[]): uPlot.Band[] {
+export function bandsFor(rows: Row[]): uPlot.Band[] {
   const most = rows.findIndex(({ part }) => methodOf(part) === "max");
   const least = rows.findIndex(({ part }) => methodOf(part) === "min");
   return most < 0 || least < 0 ? [] : [{ series: [most + 1, least + 1], fill: colour("band") }];

@@ -13,11 +13,14 @@ async function read(
   given: (file: GivenFile) => void,
   failed: (name: string) => void,
 ): Promise<void> {
+  let content: ArrayBuffer;
   try {
-    given({ name: file.name, content: new Uint8Array(await file.slice(0, longestInput + 1).arrayBuffer()) });
+    content = await file.slice(0, longestInput + 1).arrayBuffer();
   } catch {
     failed(file.name);
+    return;
   }
+  given({ name: file.name, content: new Uint8Array(content) });
 }
 
 /** Lets files be dropped anywhere; returns what opens the dialog for one. */

@@ -5,7 +5,7 @@ import { rangeOf, type Range } from "../model/plot";
 import { matching } from "../model/search";
 import type { Zone } from "../model/time";
 import { BadPull } from "../pull/badPull";
-import { decodePull } from "../pull/message";
+import { decodePulls } from "../pull/message";
 import { messagesInFile } from "../pull/text";
 import { sizeOf, type Pull } from "../pull/types";
 import { Card } from "./card";
@@ -99,7 +99,7 @@ export class Page {
   /** Opens what the messages hold, or tells what is wrong and keeps what is open. */
   openMessages(name: string, messages: () => Uint8Array[]): void {
     try {
-      const pulls = messages().map(decodePull);
+      const pulls = decodePulls(messages());
       this.notice.hidden = true;
       this.name = name;
       this.openPulls(pulls);

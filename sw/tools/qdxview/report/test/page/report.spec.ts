@@ -1,7 +1,8 @@
 // Reports that qdxview wrote, in a browser.
 import { writeFileSync } from "node:fs";
+import { BinaryWriter, WireType } from "@bufbuild/protobuf/wire";
 import { expect, test, type Locator, type Page } from "@playwright/test";
-import { asText, encodePull } from "../support/encode";
+import { asText, encodePull, type Part } from "../support/encode";
 import { hostCatalogue, outputFile, qdxview, replay, report } from "../support/program";
 import { afternoon, linkEvent, manyValues } from "../support/sample";
 
@@ -51,6 +52,57 @@ async function drop(page: Page, name: string, content: Uint8Array | string): Pro
   await expect(page.locator(".drop")).toBeVisible();
   await page.dispatchEvent("body", "drop", { dataTransfer: data });
   await expect(page.locator(".drop")).toBeHidden();
+}
+
+/** A message of 5 MB in which each byte is a time. */
+function tooManyTimes(): Uint8Array {
+  const times = new Uint8Array(5_000_001);
+  const list = new BinaryWriter().tag(3, WireType.LengthDelimited).bytes(times).finish();
+  return new BinaryWriter()
+    .tag(1, WireType.Varint)
+    .uint32(1)
+    .tag(2, WireType.LengthDelimited)
+    .bytes(list)
+    .finish();
+}
+
+/**
+ * What is drawn in a colour of the style sheet within a stretch of the chart's width, which goes from 0 to 1: how far
+ * down and up it reaches, from 0 at the bottom of the chart to 1, and how much of what lies between is filled.
+ */
+async function drawn(chart: Locator, colour: string, [from, to]: [number, number]) {
+  return chart.evaluate(
+    (host, { name, left, right }) => {
+      const canvas = host.querySelector("canvas")!;
+      const outer = canvas.getBoundingClientRect();
+      const inner = host.querySelector(".u-over")!.getBoundingClientRect();
+      const ratio = canvas.width / outer.width;
+      const x = (inner.left - outer.left + left * inner.width) * ratio;
+      const y = (inner.top - outer.top) * ratio;
+      const width = Math.max(1, Math.round((right - left) * inner.width * ratio));
+      const height = Math.round(inner.height * ratio);
+      const one = document.createElement("canvas").getContext("2d")!;
+      one.fillStyle = getComputedStyle(document.documentElement).getPropertyValue(`--${name}`);
+      one.fillRect(0, 0, 1, 1);
+      const wanted = one.getImageData(0, 0, 1, 1).data;
+      const { data } = canvas.getContext("2d")!.getImageData(Math.round(x), Math.round(y), width, height);
+      const isWanted = (pixel: number) =>
+        wanted.every((value, channel) => Math.abs(data[4 * pixel + channel]! - value) <= 3);
+      const rows = [];
+      for (let pixel = 0; pixel < width * height; ++pixel) {
+        if (isWanted(pixel)) {
+          rows.push(Math.floor(pixel / width));
+        }
+      }
+      const [top = NaN, bottom = NaN] = [rows[0], rows.at(-1)];
+      return {
+        low: 1 - (bottom + 1) / height,
+        high: 1 - top / height,
+        filled: rows.length / (width * (bottom + 1 - top)),
+      };
+    },
+    { name: colour, left: from, right: to },
+  );
 }
 
 /** How much ink there is in each of the chart's colours; nothing for one that is not drawn. */
@@ -292,6 +344,7 @@ test.describe("a report of an afternoon", () => {
         /message of 1,000 bytes is cut off or damaged: it can be read up to byte/,
       ],
       ["new.bin", Uint8Array.of(8, 2), /version 2 of the format; this page reads version 1/],
+      ["huge.bin", tooManyTimes(), /holds more than 5,000,000 times/],
     ];
     for (const [name, content, what] of texts) {
       await drop(page, name, content);
@@ -302,6 +355,28 @@ test.describe("a report of an afternoon", () => {
     await notice.getByRole("button").click();
     await expect(notice).toBeHidden();
   });
+});
+
+test("tells a file that can't be read from a fault of its own", async ({ page }) => {
+  await page.goto(report("none", encodePull([])));
+  const notice = page.getByRole("alert");
+  await page.evaluate(() => {
+    File.prototype.slice = () => {
+      throw new DOMException("gone", "NotFoundError");
+    };
+  });
+  await drop(page, "gone.txt", asText(afternoon()));
+  await expect(notice).toContainText("gone.txt can’t be shown. It can’t be read.");
+  await page.reload();
+  await page.evaluate(() => {
+    BigUint64Array.from = () => {
+      throw new RangeError("Array buffer allocation failed");
+    };
+  });
+  await drop(page, "large.txt", asText(afternoon()));
+  await expect.poll(() => faults).toEqual(["RangeError: Array buffer allocation failed"]);
+  await expect(notice).toBeHidden();
+  faults = [];
 });
 
 test("shows what a collector gave", async ({ page }) => {
@@ -333,6 +408,63 @@ test("tells of values that have no time, and has them in the table", async ({ pa
   );
   await page.getByRole("button", { name: "Values" }).click();
   await expect(page.locator(".card tbody tr:not(.spacer)")).toHaveText(["1970-01-01 00:16:405", "–6", "–7"]);
+});
+
+/** Where a value stands in a chart that goes from low to high. */
+const heightIn = (low: number, high: number, value: number) => (value - low) / (high - low);
+
+test("draws bands from the smallest to the largest value, points at theirs, and bars on 0", async ({
+  page,
+}) => {
+  const times = Array.from({ length: 11 }, (_, index) => 1_000_000 + index * 100);
+  const part = (id: number, method: "min" | "max" | "list", values: number[]): Part => ({
+    kind: "measurement",
+    ...{ id, method, scope: "count", size: 20, times, values },
+  });
+  const rising = times.map((_, index) => index * 10);
+  await page.goto(
+    report(
+      "shapes",
+      encodePull([
+        part(1, "min", rising),
+        part(
+          1,
+          "max",
+          rising.map((value) => value + 100),
+        ),
+        part(2, "list", rising),
+        {
+          ...{ kind: "counter", id: 3, method: "sum", scope: "duration", size: 100 },
+          times: [1_000_000, 1_000_300, 1_000_600, 1_001_000],
+          values: [100, 25, 50, 100],
+        },
+      ]),
+    ),
+  );
+  const chartOf = (shape: string) => page.locator(`.card.${shape} .chart`);
+
+  for (const place of [0.2, 0.5, 0.8]) {
+    const value = 100 * place;
+    const band = await drawn(chartOf("band"), "band", [place - 0.01, place + 0.01]);
+    expect(band.low).toBeCloseTo(heightIn(-16, 216, value), 1);
+    expect(band.high).toBeCloseTo(heightIn(-16, 216, value + 100), 1);
+    expect(band.filled).toBeGreaterThan(0.7);
+
+    const point = await drawn(chartOf("points"), "points", [place - 0.02, place + 0.02]);
+    expect(point.low).toBeCloseTo(heightIn(-8, 108, value), 1);
+    expect(point.high).toBeCloseTo(heightIn(-8, 108, value), 1);
+  }
+
+  for (const [place, value] of [
+    [0.3, 25],
+    [0.6, 50],
+    [1, 100],
+  ] as const) {
+    const bar = await drawn(chartOf("bars"), "bars", [place - 0.02, place - 0.01]);
+    expect(bar.low).toBeCloseTo(0, 2);
+    expect(bar.high).toBeCloseTo(heightIn(0, 108, value), 1);
+    expect(bar.filled).toBeGreaterThan(0.9);
+  }
 });
 
 test("says so when a pull holds nothing", async ({ page }) => {
@@ -402,4 +534,5 @@ test("is quick with 100,000 values", async ({ page }) => {
   await picture(page, "report-many");
   expect(open).toBeLessThan(30_000);
   expect(zoom).toBeLessThan(30_000);
+  expect(drawing).toBeLessThan(1_000);
 });

@@ -1,11 +1,15 @@
+import { BinaryWriter } from "@bufbuild/protobuf/wire";
 import { describe, expect, test } from "vitest";
+import { Allowance, type Limits } from "../../src/pull/allowance";
 import { BadPull } from "../../src/pull/badPull";
-import { decodePull } from "../../src/pull/message";
+import { decodePulls } from "../../src/pull/message";
 import { messagesInFile } from "../../src/pull/text";
 import type { Collection, Pull } from "../../src/pull/types";
 import { encodePull, type Part } from "../support/encode";
 import { qdxview, readSource } from "../support/program";
 import { afternoon, dice } from "../support/sample";
+
+const decodePull = (bytes: Uint8Array) => decodePulls([bytes])[0]!;
 
 /** As protobuf's JSON has it, which qdxview writes. */
 function jsonOf(pull: Pull): unknown {
@@ -113,21 +117,35 @@ describe("a message", () => {
     expect(() => decodePull(Uint8Array.of(8, 1, 0x12, 3, 0x52, 4, 8, 7, 8, 7))).toThrow(BadPull);
   });
 
-  test("may hold no more collections than a page can bear", () => {
-    const many = new Uint8Array(2 + 2 * 200_001).fill(0);
-    many.set([8, 1]);
-    for (let at = 2; at < many.length; at += 2) {
-      many[at] = 0x12;
-    }
-    expect(decodePull(many.subarray(0, -2)).collections).toHaveLength(200_000);
-    expect(() => decodePull(many)).toThrow("It holds more than 200,000 collections.");
+  test.each<[keyof Limits, (count: number) => Uint8Array]>([
+    ["collections", (count) => emptyFields(0x12, count)],
+    ["values", (count) => within(0x12, within(0x12, new Uint8Array(count)))],
+    ["values", (count) => within(0x1a, Buffer.concat(Array(count).fill(Uint8Array.of(0x10, 7))))],
+    ["records", (count) => within(0x22, emptyFields(0x12, count))],
+    ["times", (count) => within(0x12, within(0x1a, new Uint8Array(count)))],
+  ])("may hold so many %s, together with the others of its file", (what, fieldsOf) => {
+    const limits = { collections: 9, values: 9, records: 9, times: 9, [what]: 5 };
+    const holding = (count: number) => Buffer.concat([Uint8Array.of(8, 1), fieldsOf(count)]);
+    const decode = (...counts: number[]) => decodePulls(counts.map(holding), new Allowance(limits));
+    expect(decode(4, 1)).toHaveLength(2);
+    expect(() => decode(5, 1)).toThrow(`It holds more than 5 ${what}.`);
   });
 });
+
+/** So many fields of a tag that hold nothing. */
+function emptyFields(tag: number, count: number): Uint8Array {
+  return new Uint8Array(2 * count).map((_, index) => (index % 2 === 0 ? tag : 0));
+}
+
+/** A field of the tag with the bytes in it. */
+function within(tag: number, bytes: Uint8Array): Uint8Array {
+  return Buffer.concat([new BinaryWriter().uint32(tag).uint32(bytes.length).finish(), bytes]);
+}
 
 /** Either it is read, or it is said what is wrong: no other error, and no end that never comes. */
 function readOrRefused(bytes: Uint8Array): "read" | "refused" {
   try {
-    messagesInFile(bytes).forEach(decodePull);
+    decodePulls(messagesInFile(bytes));
     return "read";
   } catch (error) {
     expect(error).toBeInstanceOf(BadPull);

@@ -7,7 +7,7 @@ import type { Aggregation, Collection, Kind } from "../../src/pull/types";
 import { collection } from "../support/encode";
 
 const catalogue = readCatalogue(
-  '{"7":{"name":"radio:power","unit":"dBm","resolution":"0.1","tags":["TX","POWER"]},"8":{"name":"net:bytes","tags":["NET"]}}',
+  '{"7":{"name":"radio:power","unit":"dBm","resolution":"0.1","tags":["TX","POWER"]},"8":{"name":"net:bytes","tags":["NET","CONTEXTS"]}}',
 );
 
 function series(
@@ -146,6 +146,10 @@ test.each([
   ["counter", 1],
   ["dbm", 2],
   ["radio:power", 2],
+  [":power", 2],
+  ["contexts", 1],
+  ["constructor:x", 0],
+  ["__proto__:", 0],
 ])("the search for %j finds %d series", (text, count) => {
   expect(found(text)).toHaveLength(count);
 });
@@ -156,6 +160,7 @@ test("a search also takes shapes and tags", () => {
   expect(tagsOf(searched)).toEqual([
     ["POWER", 2],
     ["TX", 2],
+    ["CONTEXTS", 1],
     ["NET", 1],
   ]);
 });

@@ -2,7 +2,7 @@ import { expect, test } from "vitest";
 import { readCatalogue } from "../../src/model/catalogue";
 import { Scale } from "../../src/model/scale";
 import { timeText } from "../../src/model/time";
-import { decodePull } from "../../src/pull/message";
+import { decodePulls } from "../../src/pull/message";
 import { bytesText, decodeRecord, fieldNamesOf } from "../../src/pull/record";
 import { readCsv } from "../support/csv";
 import { readSource } from "../support/program";
@@ -19,7 +19,7 @@ function catalogueOfEverything() {
 test("every value, time and record of the pull with everything reads as in qdxview's CSV", () => {
   const catalogue = catalogueOfEverything();
   const rows = readCsv(readSource(`${golden}/everything.csv`).toString());
-  const { collections } = decodePull(readSource(`${golden}/everything.raw`));
+  const { collections } = decodePulls([readSource(`${golden}/everything.raw`)])[0]!;
   let place = 0;
   for (const { id, times, numbers, records } of collections) {
     const object = catalogue.get(id);

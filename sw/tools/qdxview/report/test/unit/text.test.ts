@@ -23,6 +23,14 @@ describe("the text of a pull", () => {
     expect(Buffer.from(messagesInFile(raw)[0]!).equals(raw)).toBe(true);
   });
 
+  test("may hold so many messages as a menu can offer", () => {
+    const messages = "<QdxOutput>CAE=</QdxOutput>".repeat(20_000);
+    expect(messagesInText(messages)).toHaveLength(20_000);
+    expect(() => messagesInText(`${messages}<QdxOutput>CAE=</QdxOutput>`)).toThrow(
+      "It holds more than 20,000 messages.",
+    );
+  });
+
   test("decodes every length", () => {
     for (let length = 0; length < 40; ++length) {
       const bytes = Buffer.from(Uint8Array.from({ length }, (_, index) => (index * 37 + 11) % 256));
