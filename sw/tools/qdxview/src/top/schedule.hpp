@@ -46,7 +46,7 @@ private:
     Period period;
     std::optional<Time> lastList;
     std::optional<Time> lastOther;
-    std::map<std::int64_t, Time> pulls;  // the latest of each filter
+    std::map<std::int64_t, Time> pulls = {};  // the latest of each filter
 };
 
 }  // namespace Qdxview
