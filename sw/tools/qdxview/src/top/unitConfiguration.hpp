@@ -20,7 +20,7 @@ struct UnitConfiguration {
 // Without anything if the configuration can't be read.
 UnitConfiguration readUnitConfiguration();
 
-// The bytes that the specification of a filter begins with: "dch", "limit 131072", "dch", ... Empty
+// The limit in bytes that a prescribed filter begins with: "dch", "limit 131072", "dch", ... Empty
 // for 0, which is no limit.
 std::optional<std::uint64_t> limitIn(const std::vector<std::string>& specification);
 
