@@ -14,30 +14,6 @@ endif()
 # What the tests labelled platform and e2e run: the programs with threads and processes, for ThreadSanitizer.
 add_custom_target(threaded)
 
-# The headers that most sources begin with, compiled once for all libraries, and with GoogleTest for all tests.
-if(QDX_PRECOMPILE)
-    file(WRITE ${PROJECT_BINARY_DIR}/precompiled/empty.cpp "")
-    add_library(qdx_library_prelude OBJECT ${PROJECT_BINARY_DIR}/precompiled/empty.cpp)
-    target_precompile_headers(qdx_library_prelude PRIVATE
-        <algorithm> <array> <chrono> <cstdint> <filesystem> <fstream> <functional> <map> <memory> <memory_resource>
-        <optional> <set> <span> <sstream> <stdexcept> <string> <string_view> <system_error> <utility> <vector>)
-    add_executable(qdx_test_prelude EXCLUDE_FROM_ALL ${PROJECT_BINARY_DIR}/precompiled/empty.cpp)
-    target_precompile_headers(qdx_test_prelude PRIVATE
-        <gmock/gmock.h> <gtest/gtest.h> <chrono> <filesystem> <fstream>)
-    target_link_libraries(qdx_test_prelude PRIVATE GTest::gmock_main)
-    qdx_own_code(qdx_library_prelude)
-    qdx_own_code(qdx_test_prelude)
-endif()
-
-function(qdx_precompile target prelude)
-    if(QDX_PRECOMPILE)
-        target_precompile_headers(${target} REUSE_FROM ${prelude})
-        get_target_property(sources ${target} SOURCES)
-        list(FILTER sources INCLUDE REGEX "\\.c$")
-        set_source_files_properties(${sources} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
-    endif()
-endfunction()
-
 # qdx_add_library(name SOURCES ... [LIBS ...] [PRIVATE_LIBS ...]): a static library; its headers stand in inc/ beside its
 # CMakeLists.txt.
 function(qdx_add_library name)
@@ -46,7 +22,6 @@ function(qdx_add_library name)
     target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/inc>)
     target_link_libraries(${name} PUBLIC ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
     qdx_own_code(${name})
-    qdx_precompile(${name} qdx_library_prelude)
 endfunction()
 
 # qdx_add_messages(name file.proto...): the generated message classes as a static library, built without our warnings.
@@ -74,7 +49,6 @@ function(qdx_add_tests name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main)
     qdx_own_code(${name})
-    qdx_precompile(${name} qdx_test_prelude)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
         PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
     if(arg_LABELS MATCHES "platform|e2e")
