@@ -9,12 +9,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <new>
 #include <system_error>
 
 #include "audit.hpp"
 #include "checker.hpp"
 #include "collectorProcess.hpp"
+#include "commandLine/fault.hpp"
 #include "files/inputFile.hpp"
 #include "followedRun.hpp"
 #include "loadRun.hpp"
@@ -38,8 +38,7 @@ void stop(int /*signal*/) {
 }
 
 int report(const std::string& what, int status) {
-    std::cerr << "qdxload: " << what << '\n';
-    return status;
+    return Qdx::CommandLine::report("qdxload", what, status);
 }
 
 // Calls write(stream) for the file.
@@ -177,7 +176,7 @@ int followLoad(const Options& options) {
     return found != EX_OK ? found : written;
 }
 
-int guardedMain(int argc, char** argv) {
+int run(int argc, char** argv) {
     int status = EX_OK;
     const auto options = parseOptions(argc, argv, status);
     if (!options) {
@@ -195,11 +194,9 @@ int guardedMain(int argc, char** argv) {
     });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int runToTheEnd(int argc, char** argv) {
     try {
-        const int status = guardedMain(argc, argv);
+        const int status = run(argc, argv);
         return status != EX_OK || std::cout.flush() ? status
                                                     : report("cannot write the output", EX_IOERR);
     } catch (const Qdx::Pull::NoInput& error) {
@@ -208,9 +205,12 @@ int main(int argc, char** argv) {
         return report(error.what(), EX_DATAERR);
     } catch (const BadLedger& error) {
         return report(error.what(), EX_DATAERR);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", EX_OSERR);
-    } catch (const std::exception& error) {
-        return report(error.what(), EX_UNAVAILABLE);
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return Qdx::CommandLine::guarded(
+        "qdxload", [&] { return runToTheEnd(argc, argv); }, EX_UNAVAILABLE);
 }

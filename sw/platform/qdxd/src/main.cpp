@@ -9,13 +9,13 @@
 #include <exception>
 #include <iostream>
 #include <memory>
-#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bevel/cmdTableHelper.hpp"
+#include "commandLine/fault.hpp"
 #include "corbel/dbRegistry.hpp"
 #include "options.hpp"
 #include "participantLibrary.hpp"
@@ -188,7 +188,7 @@ void giveLargeBlocksBack() {
     ::mallopt(M_MMAP_THRESHOLD, large);
 }
 
-int guardedMain(int argc, char** argv) {
+int run(int argc, char** argv) {
     int status = EX_OK;
     const auto options = Qdxd::parseOptions(argc, argv, status);
     if (!options) {
@@ -214,13 +214,5 @@ int guardedMain(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        return guardedMain(argc, argv);
-    } catch (const std::bad_alloc&) {
-        say("not enough memory");
-        return EX_OSERR;
-    } catch (const std::exception& error) {
-        say(error.what());
-        return EX_SOFTWARE;
-    }
+    return Qdx::CommandLine::guarded("qdxd", [&] { return run(argc, argv); });
 }

@@ -1,11 +1,10 @@
 // Makes a filter of the collector from a file that describes it.
 #include <sysexits.h>
 
-#include <exception>
 #include <iostream>
-#include <new>
 
 #include "catalogue.hpp"
+#include "commandLine/fault.hpp"
 #include "diagnosticText.hpp"
 #include "files/badInput.hpp"
 #include "files/inputFile.hpp"
@@ -20,8 +19,7 @@ namespace {
 using namespace DchFilter;
 
 int report(const std::string& what, int status) {
-    std::cerr << "dch-filter: " << what << '\n';
-    return status;
+    return Qdx::CommandLine::report("dch-filter", what, status);
 }
 
 FilterFile readInput(const std::string& input) {
@@ -66,7 +64,7 @@ int act(const Options& options) {
     return create(check, file.name);
 }
 
-int guardedMain(int argc, char** argv) {
+int run(int argc, char** argv) {
     int status = EX_OK;
     const auto options = parseOptions(argc, argv, status);
     if (!options) {
@@ -85,11 +83,5 @@ int guardedMain(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        return guardedMain(argc, argv);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", EX_OSERR);
-    } catch (const std::exception& error) {
-        return report(error.what(), EX_SOFTWARE);
-    }
+    return Qdx::CommandLine::guarded("dch-filter", [&] { return run(argc, argv); });
 }

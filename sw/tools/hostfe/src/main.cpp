@@ -2,15 +2,15 @@
 #include <sysexits.h>
 
 #include <CLI/CLI.hpp>
-#include <exception>
-#include <iostream>
-#include <new>
 
 #include "commandLine/commandLine.hpp"
+#include "commandLine/fault.hpp"
 #include "commandLine/range.hpp"
 #include "hostFrontend.hpp"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
     CLI::App app("Sends measurements, counters and records of this Linux machine to the collector.",
                  "hostfe");
     Qdx::CommandLine::prepare(app);
@@ -39,14 +39,13 @@ int main(int argc, char** argv) {
     if (duration->count() > 0) {
         options.duration = std::chrono::duration<double>(seconds);
     }
-    try {
-        HostFe::runHostFrontend(options);
-    } catch (const std::bad_alloc&) {
-        std::cerr << "hostfe: not enough memory\n";
-        return EX_OSERR;
-    } catch (const std::exception& error) {
-        std::cerr << "hostfe: " << error.what() << '\n';
-        return EX_UNAVAILABLE;
-    }
-    return 0;
+    HostFe::runHostFrontend(options);
+    return EX_OK;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return Qdx::CommandLine::guarded(
+        "hostfe", [&] { return run(argc, argv); }, EX_UNAVAILABLE);
 }

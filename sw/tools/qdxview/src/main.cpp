@@ -6,13 +6,12 @@
 #include <unistd.h>
 
 #include <clocale>
-#include <exception>
 #include <filesystem>
 #include <iostream>
-#include <new>
 #include <string_view>
 
 #include "collector.hpp"
+#include "commandLine/fault.hpp"
 #include "files/inputFile.hpp"
 #include "files/outputFile.hpp"
 #include "options.hpp"
@@ -33,8 +32,7 @@ using Qdx::Pull::PulledMessage;
 using Qdxview::Options;
 
 int report(const std::string& what, int status) {
-    std::cerr << "qdxview: " << what << '\n';
-    return status;
+    return Qdx::CommandLine::report("qdxview", what, status);
 }
 
 // Of the output, if that is a terminal.
@@ -117,7 +115,7 @@ int act(const Options& options) {
     return options.once ? printLiveView(options) : showLiveView(options);
 }
 
-int guardedMain(int argc, char** argv) {
+int run(int argc, char** argv) {
     int status = EX_OK;
     const auto options = Qdxview::parseOptions(argc, argv, status);
     if (!options) {
@@ -154,12 +152,6 @@ int guardedMain(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        std::ios::sync_with_stdio(false);
-        return guardedMain(argc, argv);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", EX_OSERR);
-    } catch (const std::exception& error) {
-        return report(error.what(), EX_SOFTWARE);
-    }
+    std::ios::sync_with_stdio(false);
+    return Qdx::CommandLine::guarded("qdxview", [&] { return run(argc, argv); });
 }

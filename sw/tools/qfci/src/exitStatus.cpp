@@ -2,7 +2,7 @@
 
 #include <sysexits.h>
 
-#include <iostream>
+#include "commandLine/fault.hpp"
 
 namespace Qfci {
 
@@ -61,8 +61,7 @@ int exitStatusOf(Outcome outcome) {
 }
 
 int report(const std::string& text, int status) {
-    std::cerr << "qfci: " + text + "\n";
-    return status;
+    return Qdx::CommandLine::report("qfci", text, status);
 }
 
 int report(const Qdx::Control::Result& result) {

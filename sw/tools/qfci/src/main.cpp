@@ -2,15 +2,13 @@
 #include <google/protobuf/stubs/logging.h>
 #include <sysexits.h>
 
-#include <exception>
 #include <iostream>
-#include <new>
 #include <system_error>
 
+#include "commandLine/fault.hpp"
 #include "commands.hpp"
 #include "exitStatus.hpp"
 #include "files/outputFile.hpp"
-
 #include "pull/badData.hpp"
 
 namespace {
@@ -29,16 +27,14 @@ int run(const Options& options) {
     return EX_USAGE;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
+    int status = EX_OK;
+    const auto options = parseOptions(argc, argv, status);
+    if (!options) {
+        return status;
+    }
     try {
-        std::ios::sync_with_stdio(false);
-        // What is wrong with a message is ours to tell, in one line.
-        google::protobuf::SetLogHandler(nullptr);
-        int status = EX_OK;
-        const auto options = parseOptions(argc, argv, status);
-        return options ? run(*options) : status;
+        return run(*options);
     } catch (const Qdx::Pull::NoInput& error) {
         return report(error.what(), EX_NOINPUT);
     } catch (const Qdx::Pull::BadData& error) {
@@ -49,9 +45,14 @@ int main(int argc, char** argv) {
         return report(error.what(), EX_IOERR);
     } catch (const std::system_error& error) {
         return report(error.what(), EX_OSERR);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", EX_OSERR);
-    } catch (const std::exception& error) {
-        return report(error.what(), EX_SOFTWARE);
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    // What is wrong with a message is ours to tell, in one line.
+    google::protobuf::SetLogHandler(nullptr);
+    return Qdx::CommandLine::guarded("qfci", [&] { return run(argc, argv); });
 }

@@ -2,16 +2,15 @@
 #include <sysexits.h>
 
 #include <cerrno>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 
+#include "commandLine/fault.hpp"
 #include "eventText.hpp"
 #include "expectation.hpp"
 #include "options.hpp"
@@ -25,8 +24,7 @@ using namespace Replay;
 constexpr int differs = 1;
 
 int report(const std::string& what, int status) {
-    std::cerr << "qdx-replay: " << what << '\n';
-    return status;
+    return Qdx::CommandLine::report("qdx-replay", what, status);
 }
 
 class NoInput : public std::runtime_error {
@@ -87,7 +85,7 @@ int act(Recording::Reader& reader, const Options& options) {
     return std::cout.flush() ? status : report("cannot write the output", EX_IOERR);
 }
 
-int guardedMain(int argc, char** argv) {
+int run(int argc, char** argv) {
     int status = EX_OK;
     const auto options = parseOptions(argc, argv, status);
     if (!options) {
@@ -114,11 +112,5 @@ int guardedMain(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        return guardedMain(argc, argv);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", EX_OSERR);
-    } catch (const std::exception& error) {
-        return report(error.what(), EX_SOFTWARE);
-    }
+    return Qdx::CommandLine::guarded("qdx-replay", [&] { return run(argc, argv); });
 }
