@@ -6,6 +6,8 @@ export interface Limits {
   /** Of measurements and counters. */
   values: number;
   records: number;
+  /** Inside the records of one table. */
+  registers: number;
   times: number;
 }
 
@@ -13,11 +15,12 @@ const pageLimits: Limits = {
   collections: 200_000,
   values: 5_000_000,
   records: 1_000_000,
+  registers: 1_000_000,
   times: 5_000_000,
 };
 
 export class Allowance {
-  private readonly taken: Limits = { collections: 0, values: 0, records: 0, times: 0 };
+  private readonly taken: Limits = { collections: 0, values: 0, records: 0, registers: 0, times: 0 };
 
   constructor(private readonly limits = pageLimits) {}
 

@@ -1,4 +1,5 @@
 // Records: the messages inside them, by tables of their schemas.
+import { Allowance } from "./allowance";
 import { BadPull } from "./badPull";
 import { type BinaryReader, WireType, decodeWhole, eachField, eachFieldWithin } from "./fields";
 
@@ -53,8 +54,12 @@ export function fieldNamesOf(messageType: string): string[] {
   return Object.values(schemaFor(messageType) ?? {}).map(([name]) => name);
 }
 
-/** Null for a type that nobody knows, and for a record that is none of its type. */
-export function decodeRecord(record: Uint8Array, messageType: string): RecordFields | null {
+/** Null for a type that nobody knows, for a record that is none of its type, and for one too many. */
+export function decodeRecord(
+  record: Uint8Array,
+  messageType: string,
+  allowance = new Allowance(),
+): RecordFields | null {
   const schema = schemaFor(messageType);
   if (!schema) {
     return null;
@@ -62,7 +67,9 @@ export function decodeRecord(record: Uint8Array, messageType: string): RecordFie
   const fields: RecordFields = {};
   try {
     decodeWhole(record, (reader) =>
-      eachField(reader, reader.len, (field, wireType) => takeField(reader, fields, schema[field], wireType)),
+      eachField(reader, reader.len, (field, wireType) =>
+        takeField(reader, fields, schema[field], wireType, allowance),
+      ),
     );
   } catch (error) {
     if (error instanceof BadPull) {
@@ -78,6 +85,7 @@ function takeField(
   fields: RecordFields,
   entry: [string, FieldType] | undefined,
   wireType: WireType,
+  allowance: Allowance,
 ): boolean {
   if (!entry || wireType !== wireTypeOf(entry[1])) {
     return false;
@@ -90,7 +98,10 @@ function takeField(
     }
   } else if (typeof type === "object") {
     const inner: RecordFields = {};
-    eachFieldWithin(reader, (field, innerType) => takeField(reader, inner, type[field], innerType));
+    allowance.take("registers");
+    eachFieldWithin(reader, (field, innerType) =>
+      takeField(reader, inner, type[field], innerType, allowance),
+    );
     ((fields[name] ??= []) as RecordFields[]).push(inner);
   } else {
     fields[name] = readScalar(reader, type);

@@ -1,6 +1,7 @@
 // Records as a table of their fields, and the whole of the one that is picked beneath it.
 import type { Panel } from "../model/panels";
 import { timeText, type Zone } from "../model/time";
+import { Allowance } from "../pull/allowance";
 import { bytesText, decodeRecord, fieldNamesOf, type FieldValue, type RecordFields } from "../pull/record";
 import { element } from "./dom";
 import { Table, type Column } from "./table";
@@ -21,11 +22,17 @@ function hex(number: bigint): string {
   return `0x${number.toString(16)}`;
 }
 
-/** Those that gave the cause by name, and how many there are. */
+const mostCauses = 5;
+
+/** The first of those that gave the cause by name, and how many there are in all. */
 function registersText(registers: RecordFields[]): string {
-  const causes = registers
-    .filter((register) => register["trigger"])
+  const triggers = registers.filter((register) => register["trigger"]);
+  const causes = triggers
+    .slice(0, mostCauses)
     .map((register) => `${registerName(register)} ${fieldText(register["value"])}`);
+  if (triggers.length > mostCauses) {
+    causes.push("…");
+  }
   const count = `${registers.length} register${registers.length === 1 ? "" : "s"}`;
   return [...causes, count].join(", ");
 }
@@ -91,7 +98,8 @@ function columnsOf(panel: Panel, records: (RecordFields | null)[], zone: Zone): 
 
 export function recordTable(panel: Panel, zone: Zone): HTMLElement {
   const part = panel.parts[0]!;
-  const records = part.records.map((record) => decodeRecord(record, panel.object.messageType));
+  const allowance = new Allowance();
+  const records = part.records.map((record) => decodeRecord(record, panel.object.messageType, allowance));
   const detail = element("div", { className: "detail", hidden: true, aria: { live: "polite" } });
   const table = new Table(columnsOf(panel, records, zone), records.length, (row) => {
     detail.hidden = false;

@@ -124,7 +124,7 @@ describe("a message", () => {
     ["records", (count) => within(0x22, emptyFields(0x12, count))],
     ["times", (count) => within(0x12, within(0x1a, new Uint8Array(count)))],
   ])("may hold so many %s, together with the others of its file", (what, fieldsOf) => {
-    const limits = { collections: 9, values: 9, records: 9, times: 9, [what]: 5 };
+    const limits = { collections: 9, values: 9, records: 9, registers: 9, times: 9, [what]: 5 };
     const holding = (count: number) => Buffer.concat([Uint8Array.of(8, 1), fieldsOf(count)]);
     const decode = (...counts: number[]) => decodePulls(counts.map(holding), new Allowance(limits));
     expect(decode(4, 1)).toHaveLength(2);

@@ -2,6 +2,7 @@ import { expect, test } from "vitest";
 import { readCatalogue } from "../../src/model/catalogue";
 import { Scale } from "../../src/model/scale";
 import { timeText } from "../../src/model/time";
+import { Allowance } from "../../src/pull/allowance";
 import { decodePulls } from "../../src/pull/message";
 import { bytesText, decodeRecord, fieldNamesOf } from "../../src/pull/record";
 import { readCsv } from "../support/csv";
@@ -62,6 +63,19 @@ test("a record is read by any type whose name holds one that is known", () => {
   expect(decodeRecord(record, "RegisterInfoCarrierEvent")).toEqual(fields);
   expect(decodeRecord(record, "carrierevent")).toBeNull();
   expect(fieldNamesOf("RegisterInfo")).toEqual(["block", "baseAddress", "cause", "registers"]);
+});
+
+test("records hold so many registers together, and those behind stay bytes", () => {
+  const allowance = new Allowance({ collections: 0, values: 0, records: 0, registers: 5, times: 0 });
+  const dump = (registers: number) =>
+    decodeRecord(
+      new Uint8Array(2 * registers).map((_, at) => (at % 2 === 0 ? 0x22 : 0)),
+      "RegisterInfo",
+      allowance,
+    );
+  expect(dump(4)).toEqual({ registers: [{}, {}, {}, {}] });
+  expect(dump(1)).toEqual({ registers: [{}] });
+  expect(dump(1)).toBeNull();
 });
 
 test("a record that is none of its type has no fields", () => {
