@@ -76,6 +76,9 @@ int ozo_delete_mailbox(uint32_t mailbox);
  * one. Poll it, never read it. */
 int ozo_get_fd(void);
 
+/* The calling thread's mailbox; OZO_NO_MAILBOX without one. */
+uint32_t ozo_get_mailbox(void);
+
 /* A message of size bytes, the first word included, zeroed behind that word. Null if size is under
  * 4 or memory is out. */
 ozo_msg* ozo_alloc(size_t size, uint32_t msgno);
@@ -90,11 +93,13 @@ void ozo_free(ozo_msg* msg);
 void ozo_send(ozo_msg* msg, uint32_t to, uint32_t from);
 
 /* Sends msg if nothing has to wait for it: then gives 0 and has taken it over. Otherwise the
- * message stays the caller's, nothing is counted, and errno tells why: EAGAIN        the receiver
- * has yet to take what was sent before; ozo_get_fd's descriptor becomes readable when it may be
- * tried again ECONNREFUSED  the receiver is gone EMSGSIZE      the message is over the maximum size
- *   EINVAL        the thread has no mailbox
- *   others        the system lacks memory or descriptors now; nothing tells when to try again
+ * message stays the caller's, nothing is counted, and errno tells why:
+ *   - EAGAIN: the receiver has yet to take what was sent before; ozo_get_fd's descriptor becomes
+ *     readable when it may be tried again;
+ *   - ECONNREFUSED: the receiver is gone;
+ *   - EMSGSIZE: the message is over the maximum size;
+ *   - EINVAL: the thread has no mailbox;
+ *   - others: the system lacks memory or descriptors now; nothing tells when to try again.
  * So a sender that can hold messages back, and would rather choose itself what is dropped, learns
  * what left. To a receiver that is gone before it reads, what left is lost. */
 int ozo_try_send(ozo_msg* msg, uint32_t to);

@@ -69,6 +69,10 @@ int ozo_get_fd() {
     return current() != nullptr ? current()->pollDescriptor() : -1;
 }
 
+uint32_t ozo_get_mailbox() {
+    return current() != nullptr ? current()->id() : OZO_NO_MAILBOX;
+}
+
 void ozo_send(ozo_msg* msg, uint32_t to, uint32_t from) {
     Ozo::MessagePtr message(msg);
     Ozo::Mailbox* const own = current();

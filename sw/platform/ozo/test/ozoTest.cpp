@@ -61,6 +61,7 @@ TEST_F(OzoMailbox, IsGoneAfterItsDeletion) {
     EXPECT_EQ(ozo_locate("Receiver"), OZO_NO_MAILBOX);
     EXPECT_EQ(nameOf(mailbox), "(nobody)");
     EXPECT_EQ(ozo_get_fd(), -1);
+    EXPECT_EQ(ozo_get_mailbox(), OZO_NO_MAILBOX);
     EXPECT_NE(ozo_delete_mailbox(mailbox), 0);
 }
 

@@ -1,6 +1,5 @@
 #include "mailboxMonitors.hpp"
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -10,11 +9,9 @@ namespace Tessel {
 
 namespace {
 
-// The news comes from the thread's own mailbox, so that no peer can make it up; and that mailbox
-// is the one that can't be monitored.
+// The news comes from the thread's own mailbox, so that no peer can make it up.
 bool isFromOwnMailbox(const ozo_msg& message) {
-    return ozo_monitor(ozo_sender(&message), MailboxMonitors::messageNumber) != 0 &&
-           errno == EINVAL;
+    return ozo_sender(&message) == ozo_get_mailbox();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tessel/ozoMailboxMonitor.hpp"
 
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -228,6 +229,27 @@ TEST_F(OzoMailboxMonitorTest, IgnoresNewsThatAPeerMakesUp) {
     EXPECT_THAT(gone.await(1), ElementsAre(1));
     peer.remove();
     EXPECT_THAT(gone.await(2), ElementsAre(1, peer.id));
+}
+
+TEST_F(OzoMailboxMonitorTest, NewsThatAPeerMakesUpTakesNoMemory) {
+    // One heap for all threads, since only that one is counted.
+    mallopt(M_ARENA_MAX, 1);
+    Receiver receiver;
+    receiver.collect(message, gone);
+    Peer liar("Liar");
+    const auto lieAndAwait = [&](std::uint32_t round) {
+        for (int i = 0; i < 100; ++i) {
+            liar.send(receiver.id, goneNumber, liar.id);
+        }
+        liar.send(receiver.id, message, round);
+        gone.await(round);
+    };
+    lieAndAwait(1);
+    const auto before = mallinfo2().uordblks;
+    for (std::uint32_t round = 2; round <= 100; ++round) {
+        lieAndAwait(round);
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + 100'000);
 }
 
 TEST_F(OzoMailboxMonitorTest, ForgetsWhatWasAskedThroughAMailboxThatIsDeleted) {
