@@ -31,7 +31,9 @@ ActiveObjectImpl::ActiveObjectImpl() : loop_(std::make_shared<Loop>()) {}
 void ActiveObjectImpl::start(const std::string& name, std::function<void()> body) {
     ticket_ = LiveLoops::instance().add(loop_);
     try {
-        thread_ = std::thread(serve, loop_, ticket_, name, std::move(body));
+        thread_ = Thread([loop = loop_, ticket = ticket_, name, body = std::move(body)]() mutable {
+            serve(std::move(loop), ticket, name, std::move(body));
+        });
     } catch (const std::system_error&) {
         LiveLoops::instance().remove(ticket_);
         throw;
@@ -42,7 +44,7 @@ ActiveObjectImpl::~ActiveObjectImpl() {
     if (!thread_.joinable()) {
         return;
     }
-    if (thread_.get_id() == std::this_thread::get_id()) {
+    if (thread_.isCurrent()) {
         LiveLoops::instance().park(ticket_, std::move(thread_));
         loop_->finish();
         return;

@@ -3,10 +3,10 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "liveLoops.hpp"
 #include "tessel/activeObject.hpp"
+#include "thread.hpp"
 
 namespace Tessel {
 
@@ -25,7 +25,7 @@ public:
 private:
     const std::shared_ptr<Loop> loop_;
     LiveLoops::Ticket ticket_ = 0;
-    std::thread thread_;
+    Thread thread_;
 };
 
 }  // namespace Tessel

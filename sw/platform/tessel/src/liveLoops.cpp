@@ -42,13 +42,13 @@ void LiveLoops::remove(Ticket ticket) {
     ended_.notify_all();
 }
 
-void LiveLoops::park(Ticket ticket, std::thread thread) {
+void LiveLoops::park(Ticket ticket, Thread thread) {
     const std::lock_guard lock(mutex_);
     parked_.emplace(ticket, std::move(thread));
 }
 
 void LiveLoops::joinParked() {
-    std::vector<std::thread> threads;
+    std::vector<Thread> threads;
     {
         const std::lock_guard lock(mutex_);
         for (auto entry = parked_.begin(); entry != parked_.end();) {

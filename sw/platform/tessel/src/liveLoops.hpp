@@ -8,7 +8,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <thread>
+
+#include "thread.hpp"
 
 namespace Tessel {
 
@@ -33,7 +34,7 @@ public:
 
     // Takes over the thread of an active object that was released on it; such a thread can't join
     // itself.
-    void park(Ticket ticket, std::thread thread);
+    void park(Ticket ticket, Thread thread);
     // Joins the parked threads that have ended.
     void joinParked();
 
@@ -52,7 +53,7 @@ private:
     std::mutex mutex_;
     std::condition_variable ended_;
     std::map<Ticket, std::weak_ptr<Loop>> loops_;
-    std::map<Ticket, std::thread> parked_;
+    std::map<Ticket, Thread> parked_;
     Ticket nextTicket_ = 0;
     bool deliveryStopped_ = false;
 };

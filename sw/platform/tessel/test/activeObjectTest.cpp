@@ -177,6 +177,24 @@ TEST(ActiveObjectTest, StartsAndStopsAHundredTimesWithPostsFromSeveralThreads) {
     EXPECT_TRUE(allActiveObjectsEnd());
 }
 
+std::size_t stackOfThisThread() {
+    pthread_attr_t attributes;
+    pthread_getattr_np(pthread_self(), &attributes);
+    std::size_t size = 0;
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+TEST(ActiveObjectTest, HasAStackOfEightMebibytesWhateverTheProcessGivesItsThreads) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{1} << 20);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
+    EXPECT_GE(on(*makeActiveObject(), stackOfThisThread), std::size_t{8} << 20);
+}
+
 // Only a user other than root can be denied a thread.
 TEST(ActiveObjectTest, GivesNullWhenTheProcessCanHaveNoFurtherThread) {
     constexpr uid_t nobody = 65534;
