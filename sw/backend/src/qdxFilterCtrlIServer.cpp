@@ -1,12 +1,14 @@
 #include "qdxFilterCtrlIServer.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "contentsChunks.hpp"
+#include "exceptionGuard.hpp"
 #include "tessel/ozoMailboxMonitor.hpp"
 #include "trace.hpp"
 
@@ -148,12 +150,13 @@ void QdxFilterCtrlIServer::acceptClient(const Request<ConnectionEstablishReq>& r
                                         unsigned revision) {
     const auto connRef = ++lastConnRef;
     const auto client = request.mailboxes.peerMboxId;
-    (void)OzoMailboxMonitorIf::getInstance().monitorMailbox(
-        client, [weak = weak_from_this()](std::uint32_t gone) {
+    const std::function<void(std::uint32_t)> removeGone =
+        [weak = weak_from_this()](std::uint32_t gone) {
             if (const auto server = weak.lock()) {
                 server->onClientDisconnect(gone);
             }
-        });
+        };
+    (void)OzoMailboxMonitorIf::getInstance().monitorMailbox(client, exceptionGuard(removeGone));
     const QfciClientInfo info{connRef, request.references.procedure, revision, client,
                               nameOfMailbox(client)};
     addClient(connRef, info);

@@ -8,12 +8,15 @@
 #include <future>
 #include <iterator>
 #include <limits>
+#include <optional>
 
 #include "controlClient.hpp"
 #include "emptyRegistry.hpp"
 #include "exceptionGuard.hpp"
+#include "heapFault.hpp"
 #include "hexText.hpp"
 #include "refusedMessage.hpp"
+#include "tessel/ozoMailboxMonitor.hpp"
 #include "tessel/ozoMessageSubscription.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
@@ -23,6 +26,7 @@ namespace {
 
 using namespace qdxfilterctrli;
 using Qdx::Test::ControlClient;
+using Qdx::Test::HeapFault;
 using Qdx::Test::References;
 using Qdx::Test::RefusedMessage;
 using Qdx::Test::TraceRecorder;
@@ -31,6 +35,7 @@ using Qdx::V1::numberInHostOrder;
 using Qdx::V1::toHex;
 using Tessel::ActiveObject::V1::ActiveObjectIf;
 using Tessel::ActiveObject::V1::SchedulingPolicy;
+using Tessel::OzoMailboxMonitor::V1::OzoMailboxMonitorIf;
 using Tessel::OzoMessageSubscription::V1::OzoMessageSubscriptionIf;
 using testing::Contains;
 using testing::Each;
@@ -535,6 +540,33 @@ TEST_F(QdxFilterCtrlIServerTest, DisconnectionOfAnUnknownMailboxIsOnlyTraced) {
     EXPECT_THAT(texts(Level::Info),
                 ElementsAre("OZO client with mailbox ID 26 disconnected, but this client never "
                             "registered with the QFCI server."));
+}
+
+// At each allocation that the server's thread makes until the client's end was told.
+TEST_F(QdxFilterCtrlIServerTest, HeapThatRunsOutWhileAClientGoesLetsTheServerGoOn) {
+    bool failed = true;
+    for (std::size_t failing = 0; failed; ++failing) {
+        thread.run([this] { thread.makeServer(); });
+        std::optional<ControlClient> client("Client");
+        client->connect();
+        const auto told = std::make_shared<bool>(false);
+        std::optional<HeapFault> fault;
+        thread.run([&] {
+            OzoMailboxMonitorIf::getInstance().monitorMailbox(client->mailbox(),
+                                                              [told](auto) { *told = true; });
+            fault.emplace(failing);
+        });
+        client.reset();
+        failed = false;
+        for (bool ended = false; !ended;) {
+            thread.run([&] {
+                failed = fault->hasFailed();
+                ended = failed || *told;
+            });
+        }
+        thread.run([&] { fault.reset(); });
+        ASSERT_NE(ControlClient("Next").connect(), 0U);
+    }
 }
 
 TEST_F(QdxFilterCtrlIServerTest, ClientsAreFoundByTheirMailboxInAscendingOrder) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "mailboxMonitors.hpp"
@@ -20,6 +21,15 @@ constexpr auto burstTime = std::chrono::milliseconds(2);
 constexpr int burst = 64;
 
 enum Refusal : int { notTheMailbox = 1, watchedAlready, noHandler, numberTaken };
+
+// Null if there is no memory to share the message, which is freed then.
+std::shared_ptr<ozo_msg> shared(ozo_msg* message) {
+    try {
+        return {message, ozo_free};
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 
 }  // namespace
 
@@ -96,7 +106,7 @@ void MessageWatch::deliverBurst() {
         if (message == nullptr) {
             break;
         }
-        deliver(std::shared_ptr<ozo_msg>(message, ozo_free));
+        deliver(shared(message));
         endIfMailboxGone();
         if (Clock::now() >= end) {
             break;
@@ -108,6 +118,10 @@ void MessageWatch::deliverBurst() {
 }
 
 void MessageWatch::deliver(const std::shared_ptr<ozo_msg>& message) {
+    if (message == nullptr) {
+        ++unhandled_;
+        return;
+    }
     const auto slot = findSlot(message->msgno);
     if (slot == handlers_.end() || slot->number != message->msgno) {
         ++unhandled_;

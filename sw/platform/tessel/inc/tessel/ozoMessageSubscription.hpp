@@ -11,7 +11,8 @@ namespace Tessel::OzoMessageSubscription::V1 {
 
 // Both operations work for the calling thread, which must be an active object's: its handlers run
 // there, one message at a time, with posted functions let in between. A message without a handler
-// is freed and counted. An exception that leaves a handler ends the process: guard them.
+// is freed and counted, and so is one that there is no memory to hand over. An exception that
+// leaves a handler ends the process: guard them.
 //
 // A handler or a posted function may delete the mailbox; once it has returned, another mailbox of
 // the thread can be added and meets the same handlers.
@@ -31,7 +32,7 @@ public:
     // or when the number has a handler on this thread already.
     virtual int addHandler(std::uint32_t messageNumber, Handler handler) = 0;
 
-    // Messages that came to the calling thread without finding a handler.
+    // Messages that came to the calling thread and were handed to nobody.
     virtual std::uint64_t getUnhandled() const = 0;
 
     virtual ~OzoMessageSubscriptionIf() = default;
