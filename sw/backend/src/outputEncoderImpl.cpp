@@ -1,5 +1,7 @@
 #include "outputEncoderImpl.hpp"
 
+#include <google/protobuf/stubs/logging.h>
+
 #include <stdexcept>
 
 #include "infoObjectContextImpl.hpp"
@@ -49,6 +51,8 @@ OutputEncoderImpl::OutputEncoderImpl(const ClockAnchor& clockAnchor)
     : steadyAnchor(clockAnchor.first), wallAnchor(clockAnchor.second) {}
 
 std::string OutputEncoderImpl::build() {
+    // Protobuf would write of texts that aren't UTF-8 to a standard error that isn't ours.
+    const google::protobuf::LogSilencer silencer;
     message.set_version(1);
     std::string bytes;
     message.SerializeToString(&bytes);

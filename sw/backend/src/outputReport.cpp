@@ -1,5 +1,6 @@
 // The report for people: what OutputEncoderImpl prints. Its text is fixed to the character, also
 // where the columns differ in form.
+#include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/util/json_util.h>
 
 #include <array>
@@ -201,6 +202,8 @@ private:
 }  // namespace
 
 void OutputEncoderImpl::print(std::ostream& out, std::optional<unsigned int> limit) {
+    // Protobuf would write of texts that aren't UTF-8 to a standard error that isn't ours.
+    const google::protobuf::LogSilencer silencer;
     message.set_version(1);
     Report report(*this, out, limit);
     report.printAll(*message.mutable_measurementcollections());

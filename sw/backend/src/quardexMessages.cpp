@@ -1,4 +1,5 @@
 // The frontend protocol: what the collector does with the messages of frontends.
+#include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/util/json_util.h>
 
 #include <algorithm>
@@ -182,6 +183,8 @@ void Quardex::handleBeProcessMetaDataUreq(ozo_msg* msg) {
     }
     const auto decoded =
         Tessel::Util::Base64::decode(firstWord(reinterpret_cast<const char*>(text.data())));
+    // Protobuf would write of texts that aren't UTF-8 to a standard error that isn't ours.
+    const google::protobuf::LogSilencer silencer;
     Qdx::RadioMetaData received;
     if (!received.ParseFromString(std::string(decoded.begin(), decoded.end()))) {
         QDX_TRACE(Error, "Unsuccessful parsing of RadioMetaData GPB message.");

@@ -199,6 +199,15 @@ TEST_F(OutputEncoderImplTest, LaterMetaDataMerges) {
     EXPECT_FALSE(merged.has_swproductnumber());
 }
 
+TEST_F(OutputEncoderImplTest, MetaDataOfAnyBytesLeavesStandardErrorAlone) {
+    Qdx::RadioMetaData metaData;
+    metaData.set_hwname("\xff");
+    encoder->addMetaData(metaData);
+    testing::internal::CaptureStderr();
+    EXPECT_THAT(encoder->build(), testing::HasSubstr("\xff"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(OutputEncoderImplTest, BuildChangesNothingAndMayBeRepeated) {
     encoder->addCollection(counters, key(1));
     const auto first = encoder->build();

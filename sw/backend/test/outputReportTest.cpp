@@ -227,6 +227,12 @@ TEST_F(OutputReportTest, CutRecordShowsWhatCouldBeParsed) {
     EXPECT_EQ(shownRecord(6, "\x08\x03\x80"), R"('{"carrierId":3}', '', )");
 }
 
+TEST_F(OutputReportTest, TextsOfAnyBytesLeaveStandardErrorAlone) {
+    testing::internal::CaptureStderr();
+    shownRecord(6, "\x32\x01\xff");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(OutputReportTest, EmptyRecordIsAnEmptyMessage) {
     EXPECT_EQ(shownRecord(6, ""), "'{}', '', ");
 }

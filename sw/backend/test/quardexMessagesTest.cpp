@@ -369,6 +369,15 @@ TEST_F(QuardexMessagesTest, EachFieldOfTheMetaDataIsNeeded) {
     }
 }
 
+TEST_F(QuardexMessagesTest, MetaDataOfAnyBytesIsTakenAndLeavesStandardErrorAlone) {
+    // The first field, of one byte that is no UTF-8.
+    const auto text = Tessel::Util::Base64::encode({0x0a, 0x01, 0xff});
+    testing::internal::CaptureStderr();
+    handleMetaDataText(text);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(QuardexMessagesTest, LaterMetaDataReplacesOnlyWhatItSets) {
     handleMetaData(allSix());
     RadioMetaData second;
