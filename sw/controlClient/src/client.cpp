@@ -42,8 +42,14 @@ Client::Client(ClientOptions theOptions)
           [] { return std::chrono::steady_clock::now(); }) {}
 
 Client::~Client() {
+    leaveMailbox();
+}
+
+// A borrowed one stays.
+void Client::leaveMailbox() {
     if (options.mailbox == OZO_NO_MAILBOX && mailbox != OZO_NO_MAILBOX) {
         ozo_delete_mailbox(mailbox);
+        mailbox = OZO_NO_MAILBOX;
     }
 }
 
@@ -56,6 +62,9 @@ void Client::connect(const Done& done) {
         session.connect(done);
         return;
     }
+    if (std::exchange(mayHoldAConnection, false)) {
+        leaveMailbox();
+    }
     if (!ensureMailbox()) {
         done({Outcome::SystemFailure,
               "cannot create the mailbox " + options.mailboxName + ": " + reasonOf(errno)});
@@ -67,7 +76,10 @@ void Client::connect(const Done& done) {
                                         options.serverName + ", or it may not be seen"});
         return;
     }
-    session.connect(done);
+    session.connect([this, done](const Result& result) {
+        mayHoldAConnection = result.outcome == Outcome::TimedOut;
+        done(result);
+    });
     // After the request: both then go over one connection, which keeps their order.
     if (ozo_monitor(server, serverGone) != 0) {
         session.disconnect(

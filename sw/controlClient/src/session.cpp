@@ -140,7 +140,7 @@ void Session::fail(Outcome outcome, std::string text) {
 
 void Session::disconnect(const Result& why) {
     connection.reset();
-    abandoned = 0;
+    abandoned.clear();
     if (isBusy()) {
         finish(why);
     }
@@ -332,22 +332,31 @@ void Session::acknowledge(std::uint32_t ofProcedure, std::uint32_t stream) const
 
 void Session::abandon(Outcome outcome, std::string text) {
     if (step == Step::PullAsked || step == Step::Streaming) {
-        abandoned = procedure;
+        abandoned.push_back(procedure);
     }
     fail(outcome, std::move(text));
 }
 
 void Session::takeAbandoned(Frame frame) {
-    References references;
-    FilterContentsRData body;
-    if (abandoned == 0 || numberOf(frame) != FilterContentsRData::MESSAGE_NUMBER ||
-        !decode(frame, references, body) ||
-        references != References{.procedure = abandoned, .connection = expectedReference()}) {
+    if (frame.size() < headerSize ||
+        V1::readBigEndian32(&frame[connectionReferenceOffset]) != expectedReference()) {
         return;
     }
-    acknowledge(abandoned, body.stream_id());
-    if (!body.has_more_data()) {
-        abandoned = 0;
+    const auto pull = std::find(abandoned.begin(), abandoned.end(),
+                                V1::readBigEndian32(&frame[procedureReferenceOffset]));
+    if (pull == abandoned.end()) {
+        return;
+    }
+    const auto number = numberOf(frame);
+    References references;
+    FilterContentsRData body;
+    if (number == PullFilterDataRej::MESSAGE_NUMBER) {
+        abandoned.erase(pull);
+    } else if (number == FilterContentsRData::MESSAGE_NUMBER && decode(frame, references, body)) {
+        acknowledge(*pull, body.stream_id());
+        if (!body.has_more_data()) {
+            abandoned.erase(pull);
+        }
     }
 }
 

@@ -116,6 +116,28 @@ TEST_F(ClientTest, SilentCollectorCostsTheAnswerTime) {
     over.set_value();
 }
 
+TEST_F(ClientTest, ConnectAfterOneThatTimedOutLeavesNoConnectionOfThatBehind) {
+    std::promise<void> timedOut;
+    const ServerThread thread([&](ScriptedServer& server) {
+        server.expect<ConnectionEstablishReq>();
+        const auto first = server.client;
+        timedOut.get_future().wait();
+        server.acceptConnection(5);
+        EXPECT_NE(server.client, first);
+        char name = 0;
+        EXPECT_NE(ozo_get_name(first, &name, sizeof(name)), 0)
+            << "the first mailbox is still there";
+    });
+    ClientOptions options;
+    options.answerTime = 50ms;
+    options.mailboxName = "MyClient";
+    BlockingClient client(options);
+    EXPECT_EQ(client.connect().outcome, Outcome::TimedOut);
+    timedOut.set_value();
+    EXPECT_EQ(client.connect(), Result{});
+    EXPECT_EQ(client.state().descriptor(), ozo_get_fd());
+}
+
 TEST_F(ClientTest, ForgedAnswersOfOthersAreIgnored) {
     std::promise<std::uint32_t> address;
     std::promise<void> forged;

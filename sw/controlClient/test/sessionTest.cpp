@@ -480,6 +480,25 @@ TEST_F(SessionTest, StreamOfAPullThatTimedOutIsStillAcknowledgedToItsEnd) {
     EXPECT_THAT(chunks, ElementsAre("g"));
 }
 
+TEST_F(SessionTest, StreamsOfSeveralPullsThatTimedOutAreAcknowledged) {
+    connect();
+    for (const auto* filter : {"f", "g", "h"}) {
+        pull(filter);
+        time += options.answerTime;
+        session().checkDeadline();
+    }
+    takeSent();
+    server(data, "00000002 00000005 0a01 61 1001 1809");
+    server(data, "00000003 00000005 0a01 61 1000 180a");
+    server(data, "00000002 00000005 0a01 62 1000 1809");
+    EXPECT_THAT(takeSent(), ElementsAre(frame(ack, "00000002 00000005 0809"),
+                                        frame(ack, "00000003 00000005 080a"),
+                                        frame(ack, "00000002 00000005 0809")));
+    server(pullRej, "00000004 00000005");
+    server(data, "00000004 00000005 0a01 61 1000 180b");
+    EXPECT_THAT(takeSent(), IsEmpty()) << "a rejected pull has no stream";
+}
+
 // --- The collector's end -----------------------------------------------------------------------
 
 TEST_F(SessionTest, EndOfTheConnectionEndsWhatRuns) {

@@ -15,7 +15,8 @@
 //
 // The collector's end is told by the message service's monitor. After it, and after any other end
 // of a connection, connect() may be called again. A connect() that timed out may have left a
-// connection at the server, which goes with the mailbox.
+// connection at the server, which goes with the mailbox: so the next connect() makes a new one,
+// with another descriptor(), unless the mailbox is borrowed.
 //
 // Thread: all calls come from the thread of the mailbox. The client has none of its own. What
 // holds for calls of Sink and Done, session.hpp says.
@@ -69,11 +70,13 @@ public:
 
 private:
     bool ensureMailbox();
+    void leaveMailbox();
     void send(std::span<const unsigned char> frame) const;
     bool tellsThatServerIsGone(const ozo_msg* message) const;
 
     const ClientOptions options;
     std::uint32_t mailbox;
+    bool mayHoldAConnection = false;  // of which the server told too late
     std::uint32_t server = OZO_NO_MAILBOX;
     Session session;
 };

@@ -157,8 +157,8 @@ private:
     std::uint32_t streamId = 0;
     std::uint64_t received = 0;
 
-    // The last pull of this connection that was given up; 0 for none.
-    std::uint32_t abandoned = 0;
+    // Pulls of this connection that were given up, as long as more of them may come.
+    std::vector<std::uint32_t> abandoned;
 };
 
 }  // namespace Qdx::Control
