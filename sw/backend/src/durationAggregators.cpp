@@ -19,17 +19,30 @@ std::uint32_t secondsPerWindow(const AggregatorParamsVariant& params) {
     return static_cast<std::uint32_t>(std::get<DurationNonList>(params).periodSeconds.count());
 }
 
-// Calls close with the end of each window that has ended by now, and moves windowStart on to the
-// window after it.
-template <typename Close>
+// The start of the oldest window whose result is still there when as many as these have followed.
+time_point passOver(std::uint32_t windows, std::int64_t period, time_point windowStart,
+                    time_point now) {
+    const auto ended = Wrapping::divide(Wrapping::elapsed(windowStart, now), period);
+    return ended > windows ? Wrapping::later(windowStart, (ended - windows) * period) : windowStart;
+}
+
+// For aggregators whose results all have the same value from the second of a call on. Adds the
+// result that close gives for each window that has ended by now and moves windowStart on to the
+// window after it, which is told to open. After days without samples that takes no longer than the
+// history is: windows whose results would only push each other out of it are passed over.
+template <typename T, typename Close, typename Open>
 void closeWindows(const AggregatorParamsVariant& params, time_point now, time_point& windowStart,
-                  Close close) {
+                  Samples<T>& results, Close close, Open open) {
     const auto period = nanosecondsPerWindow(params);
+    const auto windows = std::get<DurationNonList>(params).windows;
+    Circle circle;
     for (auto end = Wrapping::later(windowStart, period); now >= end;
          end = Wrapping::later(windowStart, period)) {
-        close(end);
-        windowStart = end;
+        appendToCircle(results, windows, end, close(end), circle);
+        windowStart = results.size() == windows ? passOver(windows, period, end, now) : end;
+        open(windowStart);
     }
+    straightenHistory(results, circle);
 }
 
 // Results are defined with milliseconds of 32 bits.
@@ -75,10 +88,9 @@ void DurationMinAggregator::clearData(const AggregatorParamsVariant& /*params*/,
 }
 
 void DurationMinAggregator::progressTime(const AggregatorParamsVariant& params, time_point now) {
-    closeWindows(params, now, windowStart, [&](time_point end) {
-        appendResult(results, std::get<DurationNonList>(params).windows, end, extreme);
-        extreme = lastValue;
-    });
+    closeWindows(
+        params, now, windowStart, results, [&](time_point /*end*/) { return extreme; },
+        [&](time_point /*start*/) { extreme = lastValue; });
 }
 
 DurationMaxAggregator::DurationMaxAggregator(const AggregatorParamsVariant& /*params*/,
@@ -112,10 +124,9 @@ void DurationMaxAggregator::clearData(const AggregatorParamsVariant& /*params*/,
 }
 
 void DurationMaxAggregator::progressTime(const AggregatorParamsVariant& params, time_point now) {
-    closeWindows(params, now, windowStart, [&](time_point end) {
-        appendResult(results, std::get<DurationNonList>(params).windows, end, extreme);
-        extreme = lastValue;
-    });
+    closeWindows(
+        params, now, windowStart, results, [&](time_point /*end*/) { return extreme; },
+        [&](time_point /*start*/) { extreme = lastValue; });
 }
 
 DurationAverageAggregator::DurationAverageAggregator(
@@ -152,13 +163,16 @@ void DurationAverageAggregator::clearData(const AggregatorParamsVariant& /*param
 void DurationAverageAggregator::progressTime(const AggregatorParamsVariant& params,
                                              time_point now) {
     const std::int64_t seconds = milliseconds(nanosecondsPerWindow(params)) / 1000;
-    closeWindows(params, now, windowStart, [&](time_point end) {
-        accumulated = Wrapping::add(accumulated, integral(lastChange, end, lastValue.value));
-        const Qdx::V1::MeasurementData mean{Wrapping::divide(accumulated, seconds)};
-        appendResult(results, std::get<DurationNonList>(params).windows, end, mean);
-        accumulated = 0;
-        lastChange = end;
-    });
+    closeWindows(
+        params, now, windowStart, results,
+        [&](time_point end) {
+            accumulated = Wrapping::add(accumulated, integral(lastChange, end, lastValue.value));
+            return Qdx::V1::MeasurementData{Wrapping::divide(accumulated, seconds)};
+        },
+        [&](time_point start) {
+            accumulated = 0;
+            lastChange = start;
+        });
 }
 
 DurationSumAggregator::DurationSumAggregator(const AggregatorParamsVariant& /*params*/,

@@ -154,6 +154,23 @@ TEST_F(DurationAggregators, KeepTheNewestWindowsOldestFirst) {
     EXPECT_THAT(series.pull(60s), ElementsAre(Point{50s, 7}, Point{60s, 8}));
 }
 
+// The windows of a year come one by one in a model only if the long way is passed over.
+TEST_F(DurationAggregators, YearWithoutSamplesLeavesTheNewestWindows) {
+    constexpr std::uint32_t windows = 3600;
+    constexpr auto year = 365 * 24h;
+    const DurationNonList params{1s, windows};
+    MaxSeries max(params, 0s, {7});
+    max.feed(100ms, {-3});
+    AverageSeries average(params, 0s, {7});
+    average.feed(500ms, {-3});
+    std::vector<Point> newest;
+    for (Nanoseconds end = year - (windows - 1) * 1s; end <= year; end += 1s) {
+        newest.push_back({end, -3});
+    }
+    EXPECT_EQ(max.pull(year + 999ms), newest);
+    EXPECT_EQ(average.pull(year + 999ms), newest);
+}
+
 TEST_F(DurationAggregators, AverageWeighsValuesByTheTimeTheyStood) {
     AverageSeries series(DurationNonList{10s, 5}, 0s, {10});
     series.feed(5s, {20});

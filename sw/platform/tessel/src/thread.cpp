@@ -1,5 +1,6 @@
 #include "thread.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <system_error>
@@ -11,7 +12,7 @@ namespace {
 
 using Body = std::function<void()>;
 
-constexpr std::size_t stackSize = std::size_t{8} << 20;
+constexpr std::size_t leastStack = std::size_t{8} << 20;
 
 void* run(void* body) {
     const std::unique_ptr<Body> owned(static_cast<Body*>(body));
@@ -23,7 +24,9 @@ class Attributes {
 public:
     Attributes() {
         pthread_attr_init(&attributes_);
-        pthread_attr_setstacksize(&attributes_, stackSize);
+        std::size_t usual = 0;
+        pthread_attr_getstacksize(&attributes_, &usual);
+        pthread_attr_setstacksize(&attributes_, std::max(usual, leastStack));
     }
     Attributes(const Attributes&) = delete;
     Attributes& operator=(const Attributes&) = delete;

@@ -1,4 +1,4 @@
-// Threads whose stack doesn't depend on who started the process.
+// Threads with room on their stack, whatever limits the process has.
 #pragma once
 
 #include <pthread.h>
@@ -8,9 +8,9 @@
 
 namespace Tessel {
 
-// As std::thread, but with a stack of 8 MiB: the usual one has the size that a limit of the process
-// happens to have, and what runs on active objects may go deep, such as matching a long line with a
-// regular expression.
+// As std::thread, but with a stack of at least 8 MiB: the usual one has the size that a limit of
+// the process happens to have, and what runs on active objects may go deep, such as matching a long
+// line with a regular expression.
 class Thread {
 public:
     Thread() = default;

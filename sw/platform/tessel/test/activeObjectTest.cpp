@@ -186,7 +186,7 @@ std::size_t stackOfThisThread() {
     return size;
 }
 
-TEST(ActiveObjectTest, HasAStackOfEightMebibytesWhateverTheProcessGivesItsThreads) {
+TEST(ActiveObjectTest, HasAStackOfEightMebibytesWhereTheProcessGivesItsThreadsLess) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, std::size_t{1} << 20);
