@@ -12,7 +12,7 @@ enum class SchedulingPolicy : int { Default = 0 };
 
 // An active object runs the function given to create() first, on a thread of its own, and then
 // serves what was posted to it and the descriptors that services watch for it, until its last
-// reference goes.
+// reference goes. The thread has a stack of at least 8 MiB.
 //
 // Releasing the last reference waits for the thread, with everything posted before it done; it may
 // also happen on that very thread, inside a posted function, and then the thread ends by itself.
