@@ -2,11 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <barrier>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
@@ -174,6 +177,14 @@ TEST_F(InfoObjectListImplTest, WarningFailsAFileLikeAnError) {
                                       "Could not process Info object list XML file"));
 }
 
+TEST_F(InfoObjectListImplTest, EachFaultOfAFileIsTracedInTheOrderOfItsPlace) {
+    root.writeCatalogue("<infoObjectList xmlns='first/fault'></second></infoObjectList>");
+    const InfoObjectListImpl catalogue;
+    EXPECT_THAT(errors(), ElementsAre(AllOf(StartsWith("Warning: "), HasSubstr("first/fault")),
+                                      AllOf(StartsWith("Error: "), HasSubstr("second")),
+                                      "Could not process Info object list XML file"));
+}
+
 TEST_F(InfoObjectListImplTest, DeclaredTagsOutliveAFileThatFails) {
     root.writeCatalogue("<infoObjectList>" + tag("SURVIVOR") + "</wrong>");
     const InfoObjectListImpl failed;
@@ -211,6 +222,16 @@ TEST_F(InfoObjectListImplTest, NestedIncludesAreRelativeToTheTopFile) {
     EXPECT_NE(catalogue.getInfoObject("leaf"), nullptr);
     EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "sub/leaf.xml"),
               1U);
+}
+
+TEST_F(InfoObjectListImplTest, IncludeThatBeginsWithASlashIsStillBehindTheDirectory) {
+    const auto elsewhere = root.write("elsewhere.xml", list(object("e", "1"))).string();
+    root.write("list/" + elsewhere, list(object("below", "2")));
+    root.writeCatalogue(list(include(elsewhere)));
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(catalogue.getInfoObject("e"), nullptr);
+    EXPECT_NE(catalogue.getInfoObject("below"), nullptr);
+    EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + elsewhere), 1U);
 }
 
 TEST_F(InfoObjectListImplTest, IncludesNestWithoutLimitAndHoldNoFileOpen) {
@@ -267,6 +288,41 @@ TEST_F(InfoObjectListImplTest, FailingIncludeLosesEverythingAndSkipsTheRest) {
                             "Could not process Info object list XML file"));
     EXPECT_EQ(trace.count(Level::Info, "Processing included file: " + directory() + "good.xml"),
               1U);
+}
+
+TEST_F(InfoObjectListImplTest, FaultOfAnIncludedFileLosesEverything) {
+    root.write("list/faulty.xml", list(object("f", "1") + "</wrong>"));
+    root.writeCatalogue(list(object("a", "2") + include("faulty.xml")));
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(catalogue.size(), 0U);
+    EXPECT_THAT(errors(),
+                ElementsAre(AllOf(StartsWith("Error: "), HasSubstr("wrong")),
+                            "Failed to process included file " + directory() + "faulty.xml",
+                            "Could not process Info object list XML file"));
+}
+
+TEST_F(InfoObjectListImplTest, WarningOfAnIncludedFileLosesEverything) {
+    root.write("list/odd.xml", "<infoObjectList xmlns='relative/name'/>");
+    root.writeCatalogue(list(object("a", "1") + include("odd.xml")));
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(catalogue.size(), 0U);
+    EXPECT_THAT(errors(), ElementsAre(AllOf(StartsWith("Warning: "), HasSubstr("relative/name")),
+                                      "Failed to process included file " + directory() + "odd.xml",
+                                      "Could not process Info object list XML file"));
+}
+
+TEST_F(InfoObjectListImplTest, FailureIsToldAtEachLevelOfIncludesFromTheInnermostOut) {
+    root.write("list/outer.xml", list(include("inner.xml") + object("o", "1")));
+    root.write("list/inner.xml", list(include("missing.xml")));
+    root.writeCatalogue(list(include("outer.xml")));
+    const InfoObjectListImpl catalogue;
+    EXPECT_EQ(catalogue.size(), 0U);
+    EXPECT_THAT(errors(),
+                ElementsAre("Could not open file " + directory() + "missing.xml",
+                            "Failed to process included file " + directory() + "missing.xml",
+                            "Failed to process included file " + directory() + "inner.xml",
+                            "Failed to process included file " + directory() + "outer.xml",
+                            "Could not process Info object list XML file"));
 }
 
 TEST_F(InfoObjectListImplTest, FileThatFailsIncludesNothing) {
@@ -348,6 +404,35 @@ int existsEmpty() {
     return instance != nullptr && instance->size() == 0 ? 0 : 1;
 }
 
+// With a list that takes a while to read.
+int isReadOnceForAllThreads() {
+    const Qdx::Test::UnitRoot root;
+    std::string many;
+    for (int i = 0; i < 2000; ++i) {
+        many += object("object" + std::to_string(i), std::to_string(i));
+    }
+    root.writeCatalogue(list(many));
+    TraceRecorder::instance().clear();
+    std::vector<const InfoObjectListIf*> seen(8);
+    std::barrier start(static_cast<std::ptrdiff_t>(seen.size()));
+    std::vector<std::thread> threads;
+    threads.reserve(seen.size());
+    for (auto& instance : seen) {
+        threads.emplace_back([&start, &instance] {
+            start.arrive_and_wait();
+            const auto& list = InfoObjectListIf::getInstance();
+            instance = list.getInfoObject("object1999") != nullptr ? &list : nullptr;
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    const bool same = std::ranges::count(seen, &InfoObjectListIf::getInstance()) == 8;
+    const auto readings =
+        TraceRecorder::instance().count(Level::Info, "Entering InfoObjectListImpl");
+    return same && readings == 1 ? 0 : 1;
+}
+
 class InfoObjectListIfDeathTest : public testing::Test {
 protected:
     InfoObjectListIfDeathTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
@@ -355,6 +440,10 @@ protected:
 
 TEST_F(InfoObjectListIfDeathTest, TriesAgainAfterAnException) {
     EXPECT_EXIT(std::exit(triesAgainAfterExceptions()), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(InfoObjectListIfDeathTest, IsReadOnceForThreadsThatAskAtTheSameTime) {
+    EXPECT_EXIT(std::exit(isReadOnceForAllThreads()), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(InfoObjectListIfDeathTest, NeverReloads) {

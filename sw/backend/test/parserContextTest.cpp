@@ -5,6 +5,8 @@
 #include <optional>
 #include <stdexcept>
 
+#include "heapFault.hpp"
+
 namespace Qdx::Backend {
 
 namespace {
@@ -270,9 +272,44 @@ TEST_F(ParserContextTest, TagIsDeclaredAtItsEnd) {
     EXPECT_THAT(catalogue.begin()->getTags(), IsEmpty());
 }
 
+TEST_F(ParserContextTest, TagAtAnotherDepthDeclaresNothing) {
+    const Attributes stray{{"name", "stray"}};
+    element("tag", stray);
+    open("tags").element("tag", stray).close("tags");
+    open("infoObjectList").element("tag", stray);
+    open("objects").open("tags").element("tag", stray).close("tags").close("objects");
+    open("tags").open("group").element("tag", stray).close("group").close("tags");
+    close("infoObjectList");
+    openObject("a").open("tags").element("tag", stray).text("stray").close("tags").closeObject();
+    EXPECT_THAT(only().getTags(), IsEmpty());
+    EXPECT_THAT(context.getErrWarn(), IsEmpty());
+}
+
+TEST_F(ParserContextTest, PartsOfAnObjectAtAnotherDepthAreIgnored) {
+    declare("moved");
+    openObject("a")
+        .open("group")
+        .element("unit", {{"type", "V"}, {"res", "1"}})
+        .element("type", {{"message", "RegisterInfo"}})
+        .open("tags")
+        .text("moved")
+        .close("tags")
+        .close("group")
+        .close("object")
+        .element("unit", {{"type", "W"}, {"res", "2"}})
+        .element("type", {{"message", "CarrierEvent"}})
+        .open("tags")
+        .text("moved")
+        .close("tags")
+        .close("objects")
+        .close("infoObjectList");
+    EXPECT_EQ(only().getUnitType() + only().getUnitRes() + only().getRecordType(), "");
+    EXPECT_THAT(only().getTags(), IsEmpty());
+}
+
 TEST_F(ParserContextTest, WhitespaceAroundTagsIsTrimmed) {
     declare("x1").declare("x2");
-    openObject("a").open("tags").text(" \t\r\n x1  x2 \t\r\n ").close("tags").closeObject();
+    openObject("a").open("tags").text(" \t\r\nx1  x2\n\r\t ").close("tags").closeObject();
     EXPECT_THAT(only().getTags(), ElementsAre("x1", "x2"));
 }
 
@@ -330,6 +367,12 @@ TEST_F(ParserContextTest, IncludeCountsOnlyUnderObjects) {
     EXPECT_THAT(context.getInclude(), IsEmpty());
 }
 
+TEST_F(ParserContextTest, IncludeInsideAnObjectIsIgnored) {
+    openObject("a").element("include", {{"href", "b.xml"}}).closeObject();
+    EXPECT_THAT(context.getInclude(), IsEmpty());
+    EXPECT_THAT(context.getErrWarn(), IsEmpty());
+}
+
 TEST_F(ParserContextTest, ErrorsAndWarningsStandInOrderOfArrival) {
     context.addWarning("odd\n");
     context.addError("bad");
@@ -352,11 +395,14 @@ TEST_F(ParserContextTest, NothingMoreIsTakenInAfterAWarning) {
     EXPECT_THAT(objects, IsEmpty());
 }
 
-TEST_F(ParserContextTest, TextAfterAnErrorIsDropped) {
-    declare("cut");
-    openObject("a").open("tags").text("cu");
+// However much of it there is.
+TEST_F(ParserContextTest, TextAfterAnErrorTakesNoMemory) {
+    openObject("a").open("tags").text("cut");
     context.addError("bad");
-    text("t");
+    const std::string rest(10'000, 't');
+    const auto before = Qdx::Test::heapUse();
+    text(rest);
+    EXPECT_EQ(Qdx::Test::heapUse().bytes, before.bytes);
     EXPECT_THAT(context.getErrWarn(), ElementsAre("Error: bad"));
 }
 
