@@ -98,8 +98,10 @@ public:
     std::vector<Bevel::CmdTableHelper::CmdDefinition> dchCommands;
     std::vector<Bevel::CmdTableHelper::CmdDefinition> rodcCommands;
 
-private:
+    // Wraps in silence: a transaction that is still open when its id comes round is given up.
     std::uint32_t nextTransactionId = 0;
+
+private:
     std::map<std::uint32_t, Transaction> transactions;
     std::int64_t nextFilterId = 11;
 };

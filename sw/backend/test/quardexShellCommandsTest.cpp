@@ -256,6 +256,19 @@ TEST_F(QuardexShellCommandsTest, ExceptionOfAHandlerLooksLikeSuccessAndIsTraced)
     commands.initShellCommandDch(true);
 }
 
+TEST_F(QuardexShellCommandsTest, AnyOtherResultOfAHandlerIsAFailureToTheShell) {
+    for (const int result : {1, 2, 9, 11, 19, 21, -1, -10, 256, 266}) {
+        commands.dchCommands.front().handler = [result](int, const char* const*, std::ostream&) {
+            return result;
+        };
+        commands.rodcCommands.front().handler = commands.dchCommands.front().handler;
+        commands.initShellCommandDch(true);
+        commands.initShellCommandRodc(true);
+        EXPECT_EQ(type("dch filter pull"), (Answer{2, ""})) << result;
+        EXPECT_EQ(type("rodc print"), (Answer{2, ""})) << result;
+    }
+}
+
 // --- Completion --------------------------------------------------------------------------------
 
 TEST_F(QuardexShellCommandsTest, CompletesFiltersByNameAndNumber) {
@@ -605,6 +618,20 @@ TEST_F(QuardexShellCommandsTest, OpenTransactionsDoNotInterfere) {
 TEST_F(QuardexShellCommandsTest, TransactionNumberTooLargeIsTheLargestThereIs) {
     EXPECT_EQ(type("dch fs commit 99999999999"),
               (Answer{2, "Trying to commit transaction 4294967295 which does not exist\n"}));
+}
+
+TEST_F(QuardexShellCommandsTest, TransactionWhoseIdComesRoundAgainIsGivenUp) {
+    type("dch fs create limit 1");
+    type("dch fs add 0 list count 1");
+    commands.nextTransactionId = 0xFFFFFFFF;
+    EXPECT_EQ(type("dch fs create limit 2"), (Answer{0, "Created transaction: 4294967295\n"}));
+    EXPECT_EQ(type("dch fs create limit 3"), (Answer{0, "Created transaction: 0\n"}));
+    EXPECT_EQ(type("dch fs commit 0"),
+              (Answer{2, "Trying to commit a transaction without capture statements\n"}));
+    type("dch fs add 0 list count 5");
+    EXPECT_EQ(type("dch fs commit 0"), (Answer{0, "Filter ID is: 11\n"}));
+    EXPECT_THAT(backend.calls, ElementsAre("create 11 11 1 3 011"));
+    EXPECT_THAT(commands.completeDch("transaction_id"), ElementsAre("4294967295"));
 }
 
 TEST_F(QuardexShellCommandsTest, NamedCommitGivesTheFilterItsNameAndFlags) {

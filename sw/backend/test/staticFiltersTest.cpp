@@ -175,6 +175,15 @@ TEST_F(StaticFiltersTest, NameInBothListsIsCreatedOnceAndFails) {
               "Current Filter(s):\n Filter a (11): Enabled: Yes, FilterTag(s):\n");
 }
 
+TEST_F(StaticFiltersTest, NameTwiceInOneListIsCreatedOnceAndFails) {
+    EXPECT_FALSE(load("enabledByDefault = ['a', 'a', 'b']\na = " + counting + "b = " + counting));
+    EXPECT_THAT(texts(Level::Info), ElementsAre("Filter with name 'a' already exists"));
+    EXPECT_THAT(texts(Level::Error), IsEmpty());
+    EXPECT_EQ(listed(Printable::No),
+              "Current Filter(s):\n Filter a (11): Enabled: Yes, FilterTag(s):\n"
+              " Filter b (12): Enabled: Yes, FilterTag(s):\n");
+}
+
 TEST_F(StaticFiltersTest, NameThatIsTheIdOfAnEarlierFilterExistsAlready) {
     EXPECT_FALSE(load("enabledByDefault = ['a', '11']\na = " + counting + "11 = " + counting));
     EXPECT_THAT(texts(Level::Info), ElementsAre("Filter with name '11' already exists"));
