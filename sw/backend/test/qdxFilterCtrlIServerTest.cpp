@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <future>
 #include <iterator>
 #include <limits>
@@ -487,6 +488,28 @@ TEST_F(QdxFilterCtrlIServerTest, ReferencesWrapWithoutAGuard) {
     EXPECT_EQ(client.connect(), 0xFFFFFFFF);
     EXPECT_EQ(client.connect(), 0);
     EXPECT_EQ(client.connect(), 1);
+}
+
+// The server's own mailbox: nobody can monitor his own.
+TEST_F(QdxFilterCtrlIServerTest, ClientThatCannotBeMonitoredIsConfirmedAllTheSame) {
+    std::promise<std::string> confirmation;
+    thread.run([&] {
+        const auto mailbox = thread.server->mailboxId;
+        ASSERT_NE(OzoMailboxMonitorIf::getInstance().monitorMailbox(mailbox, [](auto) {}), 0);
+        OzoMessageSubscriptionIf::getInstance().addHandler(
+            ConnectionEstablishCfm::MESSAGE_NUMBER, [&](const std::shared_ptr<ozo_msg>& msg) {
+                const auto* frame = reinterpret_cast<const unsigned char*>(msg.get());
+                confirmation.set_value(toHex({frame, frame + ozo_size(msg.get())}));
+            });
+        const auto frame = frameOf(establishReq, "01020304 00000000 0a0101");
+        auto* msg = ozo_alloc(frame.size(), establishReq);
+        std::memcpy(msg, frame.data(), frame.size());
+        ozo_send(msg, mailbox, OZO_MY_MAILBOX);
+    });
+    auto confirmed = confirmation.get_future();
+    ASSERT_EQ(confirmed.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_EQ(confirmed.get(), numberInHostOrder(0x01707B01) + " 01020304 00000001 0801");
+    thread.run([&] { EXPECT_TRUE(thread.server->isClientRegistered(1)); });
 }
 
 TEST_F(QdxFilterCtrlIServerTest, LongMailboxNameIsCutTo254Bytes) {

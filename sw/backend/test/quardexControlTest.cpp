@@ -10,6 +10,7 @@
 #include "frontendMessages.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
+#include "refusedMessage.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
 #include "wireFormat.hpp"
@@ -22,6 +23,7 @@ using Qdx::Test::Batch;
 using Qdx::Test::CollectorThread;
 using Qdx::Test::ControlClient;
 using Qdx::Test::References;
+using Qdx::Test::RefusedMessage;
 using Qdx::Test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -145,6 +147,17 @@ TEST_F(QuardexControlTest, PullKeepsTheDataUnlessItIsToBeCleared) {
     client->sendFrame(Batch().measurement("m", 5).bytes());
     EXPECT_EQ(pullCollections("lists").measurementcollections_size(), 1);
     EXPECT_EQ(pullCollections("lists", true).measurementcollections_size(), 1);
+    EXPECT_EQ(pullInVain("lists"), PullFilterDataRej::NO_DATA_YET);
+}
+
+TEST_F(QuardexControlTest, DataClearedForAPullWhoseConfirmationCannotBeSentIsLost) {
+    sendMetaData();
+    client->sendFrame(Batch().measurement("m", 5).bytes());
+    {
+        const RefusedMessage refused(PullFilterDataCfm::MESSAGE_NUMBER);
+        sendPull("lists", true);
+        EXPECT_THAT(client->framesSoFar(), IsEmpty());
+    }
     EXPECT_EQ(pullInVain("lists"), PullFilterDataRej::NO_DATA_YET);
 }
 
