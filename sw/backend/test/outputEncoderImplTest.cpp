@@ -171,6 +171,30 @@ TEST_F(OutputEncoderImplTest, CollectionStaysAfterItsContextFailed) {
     EXPECT_EQ(collection.aggr_case(), Qdx::MeasurementCollection::AGGR_NOT_SET);
 }
 
+TEST_F(OutputEncoderImplTest, CollectionOfCountersStaysAfterItsContextFailed) {
+    EXPECT_THROW(encoder->addCollection(counters, key(9, "nonsense")), std::runtime_error);
+    EXPECT_FALSE(encoder->empty());
+    const auto message = parsed(encoder->build());
+    ASSERT_EQ(message.countercollections_size(), 1);
+    const auto& collection = message.countercollections(0);
+    EXPECT_EQ(collection.id(), 9U);
+    EXPECT_FALSE(collection.has_context());
+    EXPECT_EQ(collection.timestamps_size() + collection.values_size(), 0);
+    EXPECT_EQ(collection.aggr_case(), Qdx::CounterCollection::AGGR_NOT_SET);
+}
+
+TEST_F(OutputEncoderImplTest, CollectionOfRecordsStaysAfterItsContextFailed) {
+    EXPECT_THROW(encoder->addCollection(records, key(9, "nonsense")), std::runtime_error);
+    EXPECT_FALSE(encoder->empty());
+    const auto message = parsed(encoder->build());
+    ASSERT_EQ(message.recordcollections_size(), 1);
+    const auto& collection = message.recordcollections(0);
+    EXPECT_EQ(collection.id(), 9U);
+    EXPECT_FALSE(collection.has_context());
+    EXPECT_EQ(collection.timestamps_size() + collection.values_size(), 0);
+    EXPECT_FALSE(collection.has_list());
+}
+
 TEST_F(OutputEncoderImplTest, MetaDataAloneLeavesTheEncoderEmpty) {
     Qdx::RadioMetaData metaData;
     metaData.set_hwname("radio");

@@ -38,6 +38,11 @@ constexpr auto catalogue = R"(<infoObjectList>
     <object id="7" name="dump" type="record"><type message="RegisterInfo"/></object>
     <object id="8" name="both" type="record"><type message="RegisterInfo CarrierEvent"/></object>
     <object id="9" name="neither" type="record"><type message="carrierevent"/></object>
+    <object id="10" name="hexadecimal" type="meas"><unit type="" res="0x1p-1"/></object>
+    <object id="11" name="endless" type="meas"><unit type="" res="inf"/></object>
+    <object id="12" name="indented" type="meas"><unit type="" res="  0.5"/></object>
+    <object id="13" name="electron" type="meas"><unit type="" res="0.5eV"/></object>
+    <object id="14" name="huge" type="meas"><unit type="" res="1e999"/></object>
   </objects>
 </infoObjectList>)";
 
@@ -159,7 +164,7 @@ TEST_F(OutputReportTest, RowHasAllColumns) {
                            "'count', '10'\n");
 }
 
-TEST_F(OutputReportTest, PrintSetsTheVersionAndChangesNothingElse) {
+TEST_F(OutputReportTest, PrintChangesNothing) {
     encoder.addCollection(levels({1}), key(1, "carrierId=3"));
     const auto before = encoder.build();
     const auto text = print();
@@ -195,6 +200,27 @@ TEST_F(OutputReportTest, MeasurementWithoutResolutionShowsZero) {
 
 TEST_F(OutputReportTest, MeasurementWithUnreadableResolutionShowsZero) {
     EXPECT_EQ(shownMeasurement(4, 77), "'0', 'odd', ");
+}
+
+TEST_F(OutputReportTest, ResolutionMayBeHexadecimal) {
+    EXPECT_EQ(shownMeasurement(10, 3), "'1.5', '', ");
+}
+
+TEST_F(OutputReportTest, ResolutionMayBeInfinite) {
+    EXPECT_EQ(shownMeasurement(11, -3), "'-inf', '', ");
+}
+
+TEST_F(OutputReportTest, ResolutionTooLargeIsInfinite) {
+    EXPECT_EQ(shownMeasurement(14, 1), "'inf', '', ");
+}
+
+TEST_F(OutputReportTest, BlanksBeforeAResolutionAreSkipped) {
+    EXPECT_EQ(shownMeasurement(12, 3), "'1.5', '', ");
+}
+
+// Also one that looks like the start of an exponent.
+TEST_F(OutputReportTest, TextBehindAResolutionIsIgnored) {
+    EXPECT_EQ(shownMeasurement(13, 3), "'1.5', '', ");
 }
 
 TEST_F(OutputReportTest, CounterIsNeitherScaledNorHasAUnit) {
@@ -313,6 +339,12 @@ TEST_F(OutputReportTest, ListOfAnyKindHasItsText) {
     EXPECT_THAT(print(), testing::EndsWith("TYPE}', '', 'list', 'count', '10'\n"));
 }
 
+TEST_F(OutputReportTest, ListWithoutASizeIsStillAList) {
+    const Samples<RecordData> records{{at(0), RecordData{}}};
+    encoder.addCollection(records, key(9))->mutable_list();
+    EXPECT_THAT(print(), testing::EndsWith("TYPE}', '', 'list', 'count', '0'\n"));
+}
+
 TEST_F(OutputReportTest, EachAggregatorHasItsText) {
     const auto last = [this](auto* scope) {
         scope->set_subtype(Qdx::DURATION);
@@ -341,6 +373,13 @@ TEST_F(OutputReportTest, TimeWhoseYearCannotBeToldLeavesItsColumnOut) {
     EXPECT_EQ(row.str(), "");
 }
 
+TEST_F(OutputReportTest, YearsFromTenThousandOnHaveAllTheirDigits) {
+    std::stringstream row;
+    encoder.printTime(253402300799, row);
+    encoder.printTime(253402300800, row);
+    EXPECT_EQ(row.str(), "'9999-12-31 23:59:59', '10000-01-01 00:00:00', ");
+}
+
 TEST_F(OutputReportTest, TimeIsInUtc) {
     const TimeZone tokyo("JST-9");
     const std::time_t epoch = 0;
@@ -354,6 +393,23 @@ TEST_F(OutputReportTest, TimeBelowTheEpochIsADateBefore1970) {
     std::stringstream row;
     encoder.printTime(static_cast<unsigned long>(-1L), row);
     EXPECT_EQ(row.str(), "'1969-12-31 23:59:59', ");
+}
+
+// An encoder with words of its own for the tags.
+class NumberedTags final : public OutputEncoderImpl {
+public:
+    using OutputEncoderImpl::OutputEncoderImpl;
+    void printTags(const InfoObject& object, std::stringstream& row) const override {
+        row << "' (" << object.getTags().size() << "), ";
+    }
+};
+
+TEST_F(OutputReportTest, DerivedEncoderMayPrintTagsInItsOwnWay) {
+    NumberedTags numbered{ClockAnchor(at(0), WallTime(seconds(0)))};
+    numbered.addCollection(levels({1}), key(1));
+    std::ostringstream out;
+    numbered.print(out, std::nullopt);
+    EXPECT_THAT(out.str(), testing::HasSubstr(", 'name' (2), '{}', "));
 }
 
 TEST_F(OutputReportTest, TagsAreJoinedByCommas) {
