@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "failureReport.hpp"
 #include "heapFault.hpp"
@@ -135,6 +137,22 @@ TEST(CountingMemoryResource, SharersOfOneCounterDrawOnOneBudget) {
     EXPECT_EQ(one.getRemainingSize(), 0U);
     EXPECT_EQ(one.getAllocatedSize(), 0U);
     EXPECT_EQ(two.getAllocatedSize(), 100U);
+}
+
+TEST(CountingMemoryResource, EndOfAResourceReleasesItsShareOfTheCounter) {
+    auto shared = counter(100);
+    const std::weak_ptr<unsigned long> watched = shared;
+    {
+        const CountingMemoryResource one(std::pmr::new_delete_resource(), "one", shared);
+        {
+            const CountingMemoryResource two(std::pmr::new_delete_resource(), "two",
+                                             std::move(shared));
+            EXPECT_EQ(watched.use_count(), 2);
+        }
+        EXPECT_EQ(one.getRemainingSize(), 100U);
+        EXPECT_EQ(watched.use_count(), 1);
+    }
+    EXPECT_TRUE(watched.expired());
 }
 
 TEST(CountingMemoryResource, RefusalInAChainIsCountedOnlyWhereRefusedUnderTheWholePath) {

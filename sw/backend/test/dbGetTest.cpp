@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <stdexcept>
 
+#include "applicationSupport.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
 
@@ -58,6 +60,18 @@ TEST_F(DbGetTest, EmptyListThrows) {
                 testing::ThrowsMessage<std::out_of_range>(text));
     EXPECT_THAT([] { dbGet<unsigned int>("/qdx/maxFilterLimit"); },
                 testing::ThrowsMessage<std::out_of_range>(text));
+}
+
+TEST_F(DbGetTest, KeepsNoShareOfTheDatabase) {
+    root.writeDatabase("[qdx]\nenabled = 1\nglobalMemoryLimit = []\n");
+    const std::weak_ptr<Corbel::V1::DbHandleIf> database =
+        ApplicationSupport::getInstance()->getDatabase();
+    EXPECT_TRUE(dbGet<unsigned char>("/qdx/enabled"));
+    EXPECT_FALSE(dbGet<unsigned int>("/qdx/maxFilterLimit"));
+    EXPECT_THROW(dbGet<unsigned int>("/qdx/globalMemoryLimit"), std::out_of_range);
+    EXPECT_EQ(database.use_count(), 1);
+    ApplicationSupport::freeInstance();
+    EXPECT_TRUE(database.expired());
 }
 
 }  // namespace

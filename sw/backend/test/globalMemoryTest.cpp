@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <new>
 
 #include "failureReport.hpp"
+#include "heapFault.hpp"
 #include "memoryFaults.hpp"
 
 namespace Qdx::Backend {
@@ -13,6 +15,8 @@ namespace {
 using Test::DefaultResourceScope;
 using Test::FailingResource;
 using Test::failuresOf;
+using Test::HeapFault;
+using Test::heapUse;
 
 TEST(GlobalMemory, SplitsTheLimitIntoSharesThatOverlap) {
     GlobalMemory memory(1000);
@@ -61,6 +65,24 @@ TEST(GlobalMemory, DrawsOnTheDefaultResource) {
     EXPECT_EQ(heap.held(), 10U);
     memory.getMainResource()->deallocate(block, 10);
     EXPECT_EQ(heap.held(), 0U);
+}
+
+TEST(GlobalMemory, HeapFailureWhileItIsBuiltLeavesNothingBehind) {
+    bool failed = true;
+    for (std::size_t failing = 0; failed; ++failing) {
+        const auto before = heapUse();
+        const HeapFault fault(failing);
+        bool built = false;
+        try {
+            GlobalMemory memory(1000);
+            built = memory.getContentResource()->getRemainingSize() == 990U;
+        } catch (const std::bad_alloc&) {
+            built = false;
+        }
+        failed = fault.hasFailed();
+        EXPECT_EQ(built, !failed) << failing;
+        EXPECT_EQ(heapUse().blocks, before.blocks) << failing;
+    }
 }
 
 }  // namespace
