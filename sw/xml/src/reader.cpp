@@ -20,6 +20,8 @@ struct Reading {
     const xmlParserCtxt* parser = nullptr;
     std::optional<Fault> fault = std::nullopt;
     std::exception_ptr thrown = nullptr;
+    std::size_t openElements = 0;
+    bool endsEarly = false;
 
     bool hasEnded() const { return fault || thrown; }
     int line() const { return parser->input == nullptr ? 1 : parser->input->line; }
@@ -62,7 +64,8 @@ void onStartElementNs(void* userData, const xmlChar* name, const xmlChar* /*pref
                       const xmlChar* /*uri*/, int /*namespaceCount*/,
                       const xmlChar** /*namespaces*/, int attributeCount, int /*defaultedCount*/,
                       const xmlChar** attributes) {
-    guarded(userData, [&](const Reading& reading) {
+    guarded(userData, [&](Reading& reading) {
+        ++reading.openElements;
         reading.content.onStart(asText(name), attributesOf(attributeCount, attributes),
                                 reading.line());
     });
@@ -70,7 +73,10 @@ void onStartElementNs(void* userData, const xmlChar* name, const xmlChar* /*pref
 
 void onEndElementNs(void* userData, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
                     const xmlChar* /*uri*/) {
-    guarded(userData, [](const Reading& reading) { reading.content.onEnd(); });
+    guarded(userData, [](Reading& reading) {
+        --reading.openElements;
+        reading.content.onEnd();
+    });
 }
 
 void onCharacters(void* userData, const xmlChar* text, int length) {
@@ -86,6 +92,7 @@ std::string firstLine(std::string_view message) {
 // Warnings as well as errors.
 void onFault(void* userData, xmlError* error) {
     guarded(userData, [&](Reading& reading) {
+        reading.endsEarly = error->code == XML_ERR_DOCUMENT_END && reading.openElements > 0;
         reading.fault = {error->line > 0 ? error->line : reading.line(),
                          error->message == nullptr ? "no XML" : firstLine(error->message)};
     });
@@ -149,6 +156,11 @@ std::optional<Fault> read(const std::string& text, ContentIf& content) {
     parse(text, reading);
     if (reading.thrown) {
         std::rethrow_exception(reading.thrown);
+    }
+    if (reading.endsEarly) {
+        // libxml2 says that there is too much, in the line of the last tag.
+        const auto lines = std::count(text.begin(), text.end(), '\n') + 1;
+        return Fault{static_cast<int>(lines), "the text ends inside an element"};
     }
     return reading.fault;
 }

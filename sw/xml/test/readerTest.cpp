@@ -69,6 +69,12 @@ TEST(XmlReaderTest, AFaultHasItsLine) {
     EXPECT_EQ(told(std::string("\0\xFF\x01<", 4)).rfind("line 1: ", 0), 0U);
 }
 
+TEST(XmlReaderTest, ATextThatEndsEarlyIsAFaultOfItsLastLine) {
+    EXPECT_EQ(told("<a>\n<b/>\n"), "line 3: the text ends inside an element");
+    EXPECT_EQ(told("<a>" + std::string(5000, '\n')), "line 5001: the text ends inside an element");
+    EXPECT_EQ(told("<a/>\n<b/>"), "line 2: Extra content at the end of the document");
+}
+
 TEST(XmlReaderTest, AWarningIsAFault) {
     EXPECT_EQ(told("<a>\n<b xmlns='relative'/></a>"),
               "line 2: xmlns: URI relative is not absolute");

@@ -18,7 +18,6 @@ namespace {
 using Backend::InfoObjectId;
 using Backend::InfoObjectListImpl;
 using Qdx::Test::TraceRecorder;
-using testing::HasSubstr;
 
 const std::string nothing = "nothing";
 

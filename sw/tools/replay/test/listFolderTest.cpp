@@ -12,14 +12,13 @@ namespace {
 namespace fs = std::filesystem;
 
 using Replay::ListFolder;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ListFolderTest : public testing::Test {
 protected:
     // Folders are made in one that shows what else is written.
     ListFolderTest() : outside(makeDirectory()) { setenv("TMPDIR", outside.c_str(), 1); }
-    ~ListFolderTest() override {
+    void TearDown() override {
         unsetenv("TMPDIR");
         fs::remove_all(outside);
     }
@@ -31,6 +30,7 @@ protected:
 
     static std::vector<Recording::ListFile> filesOf(const std::vector<std::string>& names) {
         std::vector<Recording::ListFile> files;
+        files.reserve(names.size());
         for (const auto& name : names) {
             files.push_back({name, "text of " + name});
         }
