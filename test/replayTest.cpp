@@ -47,10 +47,19 @@ protected:
     // A list file that the database names by its name alone, so that the recording is the same
     // wherever it is made.
     void recordCollector(const std::string& toml, const std::string& list = objects) {
-        std::ofstream("objects.xml") << list;
-        const std::filesystem::path path = "opt/zelvasw/srv/database/qdx/swdb.cfg";
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << "[qdx]\ninfoObjectListFilePath = 'objects.xml'\n" << toml;
+        write("objects.xml", list);
+        recordCollectorOf("objects.xml", toml);
+    }
+
+    static void write(const std::filesystem::path& path, const std::string& text) {
+        std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+    }
+
+    // With the list files that were written.
+    void recordCollectorOf(const std::string& listPath, const std::string& toml) {
+        write("opt/zelvasw/srv/database/qdx/swdb.cfg",
+              "[qdx]\ninfoObjectListFilePath = '" + listPath + "'\n" + toml);
         collector = std::make_unique<Process>(
             std::vector<std::string>{QDXD, "--library", QDXBE, "--record", "recording"});
         collector->awaitError("qdxd: ready");
@@ -292,6 +301,42 @@ TEST_F(ReplayTest, AFaultyUnitIsAsFaulty) {
     EXPECT_EQ(typed("dch filter status"), disabled);
     typed("rodc list");
     stopAndCompare("faulty");
+}
+
+std::string inList(const std::string& inner) {
+    return "<infoObjectList>" + inner + "</infoObjectList>";
+}
+
+std::string utf16(const std::string& ascii) {
+    std::string text = "\xFF\xFE";
+    for (const auto character : ascii) {
+        text += character;
+        text += '\0';
+    }
+    return text;
+}
+
+TEST_F(ReplayTest, IncludesAreFoundHoweverTheyAreNamed) {
+    const std::string object = R"(<object id="1" name="cpu:load" type="meas"/>)";
+    write("lists/objects.xml",
+          inList("<objects>" + object + "<include\n href = 'sub/&#x6d;ore.xml'/></objects>"));
+    write("lists/sub/more.xml",
+          utf16(inList(R"(<objects><include href="../common/sub/../more.xml"/></objects>)")));
+    std::filesystem::create_directories("common/sub");
+    write("common/more.xml", inList(R"(<objects><object id="2" name="net:bytes" type="counter"/>)"
+                                    R"(<include href="/R&amp;D.xml"/></objects>)"));
+    write("lists/R&#38;D.xml",
+          inList(R"(<objects><object id="3" name="net:event" type="record"/></objects>)"));
+    recordCollectorOf("lists/objects.xml", on);
+    createFilterOf({"list count 5"}, "0");
+    const Frontend frontend;
+    Frontend::sendMetaData();
+    Frontend::send(samples(7));
+    Frontend::awaitHandled();
+    typed("dch filter pull keep 11");
+    stopAndCompare();
+    const auto replay = run({QDX_REPLAY, "recording"});
+    EXPECT_EQ(replay.output.find("error"), std::string::npos) << replay.output;
 }
 
 // A message of that number with these bytes behind its header.

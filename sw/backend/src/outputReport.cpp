@@ -237,7 +237,7 @@ void OutputEncoderImpl::printContext(Qdx::InfoObjectContext& context, std::strin
 std::ostream& operator<<(std::ostream& out, const Qdx::AggrSubType& subType) {
     const auto found = aggrSubTypeTexts().find(subType);
     if (found == aggrSubTypeTexts().end()) {
-        return out << "INVALID_VALUE(" << static_cast<int>(subType) << ")";
+        return out << "INVALID_VALUE(" << std::to_string(static_cast<int>(subType)) << ")";
     }
     return out << found->second;
 }

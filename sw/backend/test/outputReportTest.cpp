@@ -440,6 +440,12 @@ TEST_F(OutputReportTest, SubTypesHaveTheirTexts) {
     EXPECT_EQ(out.str(), "count duration INVALID_VALUE(3)");
 }
 
+TEST_F(OutputReportTest, AnUnknownSubTypeIsANumberInDecimalOnAnyStream) {
+    std::ostringstream out;
+    out << std::hex << std::showbase << static_cast<Qdx::AggrSubType>(26);
+    EXPECT_EQ(out.str(), "INVALID_VALUE(26)");
+}
+
 class OutputReportGoldenTest : public OutputReportTest {
 protected:
     OutputReportGoldenTest() {

@@ -11,6 +11,7 @@
 
 #include "corbel/dbRegistry.hpp"
 #include "ozo.h"
+#include "xml/reader.hpp"
 
 namespace Qdxd {
 
@@ -28,19 +29,33 @@ std::optional<std::string> readFile(const fs::path& path) {
     return file ? std::optional(std::move(text)) : std::nullopt;
 }
 
-// The values of the attribute href, by the look of the text: one too many does no harm.
-std::vector<std::string> includedBy(const std::string& text) {
-    static const std::string attribute = "href=";
-    std::vector<std::string> names;
-    for (auto at = text.find(attribute); at != std::string::npos; at = text.find(attribute, at)) {
-        at += attribute.size();
-        const auto end = text.find(text[at], at + 1);
-        if (end == std::string::npos) {
-            break;
+// The files that a list file includes, named as the collector names them.
+class Includes : public Xml::ContentIf {
+public:
+    void onStart(const std::string& element, const Xml::Attributes& attributes,
+                 int /*line*/) override {
+        static const std::vector<std::string> place{"infoObjectList", "objects", "include"};
+        open_.push_back(element);
+        const auto href = attributes.find("href");
+        if (open_ == place && href != attributes.end()) {
+            names_.push_back(href->second);
         }
-        names.push_back(text.substr(at + 1, end - at - 1));
     }
-    return names;
+    void onEnd() override { open_.pop_back(); }
+    void onText(const std::string& /*text*/) override {}
+
+    const std::vector<std::string>& names() const { return names_; }
+
+private:
+    std::vector<std::string> open_;
+    std::vector<std::string> names_;
+};
+
+// Of a faulty file the collector reads none; some too many do no harm.
+std::vector<std::string> includedBy(const std::string& text) {
+    Includes includes;
+    Xml::read(text, includes);
+    return includes.names();
 }
 
 bool isListed(const std::vector<Recording::ListFile>& files, const std::string& name) {
@@ -48,12 +63,13 @@ bool isListed(const std::vector<Recording::ListFile>& files, const std::string& 
                        [&](const auto& file) { return file.name == name; });
 }
 
-void addListFile(const fs::path& directory, const std::string& name,
+// The directory ends with its "/", or is empty; to an absolute name, too, it is only put in front.
+void addListFile(const std::string& directory, const std::string& name,
                  std::vector<Recording::ListFile>& files) {
     if (isListed(files, name) || files.size() == Recording::maxListFiles) {
         return;
     }
-    auto text = readFile(directory / name);
+    auto text = readFile(directory + name);
     if (!text) {
         return;
     }
@@ -76,8 +92,8 @@ Recording::Header readUnit(const std::string& databasePath) {
     std::string list;
     const auto database = Corbel::V1::DbRegistryIf::getInstance().openDatabase(databasePath);
     if (database->readString("/qdx/infoObjectListFilePath", list) == 0) {
-        const fs::path path(list);
-        addListFile(path.parent_path(), path.filename(), header.listFiles);
+        const auto nameBegin = list.rfind('/') + 1;
+        addListFile(list.substr(0, nameBegin), list.substr(nameBegin), header.listFiles);
     }
     return header;
 }

@@ -1,12 +1,7 @@
 #include "pull/catalogue.hpp"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
-
-#include <memory>
-#include <new>
-#include <optional>
-#include <set>
+#include <algorithm>
+#include <array>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -15,6 +10,7 @@
 #include "files/inputFile.hpp"
 #include "pull/badData.hpp"
 #include "tessel/util.hpp"
+#include "xml/reader.hpp"
 
 namespace Qdx::Pull {
 
@@ -22,73 +18,12 @@ namespace {
 
 constexpr std::size_t longestListFile = std::size_t{16} << 20;
 
-using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
-using Parser = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
+// The format has no element that counts below /infoObjectList/objects/object/tags and its like.
+constexpr std::size_t deepestLevel = 4;
 
-// The first thing that is wrong; what follows from it would only confuse.
-struct Fault {
-    int line = 1;
-    std::string text;
-};
-
-void onError(void* parser, xmlError* error) {
-    auto& first = *static_cast<Fault*>(static_cast<xmlParserCtxt*>(parser)->_private);
-    if (first.text.empty() && error->level >= XML_ERR_ERROR && error->message != nullptr) {
-        first = {error->line, Tessel::Util::trim(error->message)};
-    }
-}
-
-Document parseXml(const std::string& text, const std::string& path) {
-    const Parser parser(xmlNewParserCtxt(), xmlFreeParserCtxt);
-    if (!parser) {
-        throw std::bad_alloc();
-    }
-    Fault fault;
-    parser->_private = &fault;
-    parser->sax->serror = onError;
-    Document document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()),
-                                        nullptr, nullptr, XML_PARSE_NONET),
-                      xmlFreeDoc);
-    if (!document) {
-        throw BadData(path + ':' + std::to_string(fault.line) + ": " +
-                      (fault.text.empty() ? "no XML" : fault.text));
-    }
-    return document;
-}
-
-std::string_view nameOf(const xmlNode* node) {
-    return reinterpret_cast<const char*>(node->name);
-}
-
-// The child elements of a name, whatever their namespace.
-std::vector<xmlNode*> childrenOf(const xmlNode* parent, std::string_view name) {
-    std::vector<xmlNode*> children;
-    for (auto* child = parent->children; child != nullptr; child = child->next) {
-        if (child->type == XML_ELEMENT_NODE && nameOf(child) == name) {
-            children.push_back(child);
-        }
-    }
-    return children;
-}
-
-std::optional<std::string> attributeOf(const xmlNode* node, const char* name) {
-    const std::unique_ptr<xmlChar, void (*)(void*)> value(
-        xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)), xmlFree);
-    if (!value) {
-        return std::nullopt;
-    }
-    return reinterpret_cast<const char*>(value.get());
-}
-
-// The text directly in an element, not that of its children.
-std::string textOf(const xmlNode* node) {
-    std::string text;
-    for (const auto* child = node->children; child != nullptr; child = child->next) {
-        if (child->type == XML_TEXT_NODE) {
-            text += reinterpret_cast<const char*>(child->content);
-        }
-    }
-    return text;
+bool isObject(std::string_view path) {
+    return path == "/infoObjectList/objects/object" ||
+           path == "/infoObjectList/prototypeObjects/object";
 }
 
 // A text that begins with no number is 0, as in the collector.
@@ -98,95 +33,162 @@ std::uint32_t numberIn(const std::string& text) {
     return number;
 }
 
+struct NamedObject {
+    std::uint32_t id = 0;
+    CatalogueObject object;
+};
+
+// What the files that were read so far hold.
+struct Content {
+    std::set<std::string> declaredTags;
+    std::map<std::string, NamedObject> byName;
+};
+
+// One file while it is being read.
+class ListFile : public Xml::ContentIf {
+public:
+    ListFile(std::string filePath, Content& filled) : path(std::move(filePath)), content(filled) {}
+
+    void onStart(const std::string& element, const Xml::Attributes& attributes, int line) override {
+        if (open.empty() && element != "infoObjectList") {
+            throw BadData(path + ": no info object list; its root is not infoObjectList");
+        }
+        open.push_back({element, attributes, "", line});
+        const auto place = placeInFormat();
+        if (isObject(place)) {
+            startObject();
+        } else if (place == "/infoObjectList/objects/include") {
+            includes.push_back(required("href"));
+        }
+    }
+
+    void onText(const std::string& text) override { open.back().text += text; }
+
+    void onEnd() override {
+        actOnEnd(placeInFormat());
+        open.pop_back();
+    }
+
+    const std::vector<std::string>& included() const { return includes; }
+
+private:
+    struct Element {
+        std::string name;
+        Xml::Attributes attributes;
+        std::string text;
+        int line;
+    };
+
+    // Empty where nothing counts any more: deeper elements cost no path each.
+    std::string placeInFormat() const {
+        std::string place;
+        if (open.size() <= deepestLevel) {
+            for (const auto& element : open) {
+                place.append("/").append(element.name);
+            }
+        }
+        return place;
+    }
+
+    void startObject() {
+        current = {numberIn(required("id")), {}};
+        current.object.name = required("name");
+        static constexpr std::array<std::string_view, 3> types{"meas", "counter", "record"};
+        if (std::ranges::find(types, required("type")) == types.end()) {
+            throw BadData(position() + "object of a type that is none of meas, counter, record");
+        }
+    }
+
+    void actOnEnd(std::string_view place) {
+        if (isObject(place)) {
+            // The first of a name counts, also across files.
+            content.byName.try_emplace(current.object.name, current);
+        } else if (place == "/infoObjectList/tags/tag") {
+            content.declaredTags.insert(required("name"));
+        } else if (open.size() == deepestLevel && isObject(place.substr(0, place.rfind('/')))) {
+            finishPart();
+        }
+    }
+
+    // Of the object that is being read.
+    void finishPart() {
+        const auto& part = open.back();
+        if (part.name == "tags") {
+            takeTags(part.text);
+        } else if (part.name == "unit") {
+            current.object.unit = required("type");
+            current.object.resolution = required("res");
+        } else if (part.name == "type") {
+            current.object.messageType = required("message");
+        }
+    }
+
+    // Only blanks separate tags; one that wasn't declared before is dropped.
+    void takeTags(const std::string& text) {
+        for (const auto& tag : Tessel::Util::tokenize(Tessel::Util::trim(text), " ")) {
+            if (content.declaredTags.contains(tag)) {
+                current.object.tags.insert(tag);
+            }
+        }
+    }
+
+    // An attribute of the innermost element.
+    const std::string& required(const std::string& attribute) const {
+        const auto& element = open.back();
+        const auto found = element.attributes.find(attribute);
+        if (found == element.attributes.end()) {
+            throw BadData(position() + element.name + " without " + attribute);
+        }
+        return found->second;
+    }
+
+    std::string position() const { return path + ':' + std::to_string(open.back().line) + ": "; }
+
+    const std::string path;
+    Content& content;
+    std::vector<Element> open;  // outermost first
+    NamedObject current;
+    std::vector<std::string> includes;
+};
+
 // The files of one catalogue while they are being read.
 class ListFiles {
 public:
-    struct NamedObject {
-        std::uint32_t id;
-        CatalogueObject object;
-    };
-
     explicit ListFiles(const std::string& path)
         : directory(path.substr(0, path.find_last_of('/') + 1)) {
         read(path);
     }
 
-    const std::map<std::string, NamedObject>& objects() const { return byName; }
+    const std::map<std::string, NamedObject>& objects() const { return content.byName; }
 
 private:
     void read(const std::string& path) {
+        if (open.contains(path)) {
+            throw BadData(path + ": includes itself; the collector would never finish reading it");
+        }
+        // All that it holds is known already.
         if (!seen.insert(path).second) {
             return;
         }
-        const auto text = Files::readFile(path, longestListFile);
-        const auto document = parseXml(text, path);
-        const auto* const root = xmlDocGetRootElement(document.get());
-        if (root == nullptr || nameOf(root) != "infoObjectList") {
-            throw BadData(path + ": no info object list; its root is not infoObjectList");
+        open.insert(path);
+        for (const auto& include : parse(path)) {
+            read(directory + include);
         }
-        for (const auto* const tags : childrenOf(root, "tags")) {
-            for (const auto* const tag : childrenOf(tags, "tag")) {
-                declaredTags.insert(required(tag, "name", path));
-            }
-        }
-        for (const auto* const group : {"objects", "prototypeObjects"}) {
-            for (const auto* const objects : childrenOf(root, group)) {
-                takeObjects(objects, path);
-            }
-        }
-        for (const auto* const objects : childrenOf(root, "objects")) {
-            readIncludes(objects, path);
-        }
+        open.erase(path);
     }
 
-    void takeObjects(const xmlNode* parent, const std::string& path) {
-        for (const auto* const node : childrenOf(parent, "object")) {
-            const auto name = required(node, "name", path);
-            NamedObject named{numberIn(required(node, "id", path)),
-                              {name, "", "", "", tagsOf(node)}};
-            for (const auto* const unit : childrenOf(node, "unit")) {
-                named.object.unit = required(unit, "type", path);
-                named.object.resolution = required(unit, "res", path);
-            }
-            for (const auto* const type : childrenOf(node, "type")) {
-                named.object.messageType = required(type, "message", path);
-            }
-            byName.try_emplace(name, std::move(named));
+    std::vector<std::string> parse(const std::string& path) {
+        ListFile file(path, content);
+        if (const auto fault = Xml::read(Files::readFile(path, longestListFile), file)) {
+            throw BadData(path + ':' + std::to_string(fault->line) + ": " + fault->text);
         }
-    }
-
-    // Only blanks separate tags.
-    std::set<std::string> tagsOf(const xmlNode* object) const {
-        std::set<std::string> tags;
-        for (const auto* const node : childrenOf(object, "tags")) {
-            for (const auto& tag : Tessel::Util::tokenize(Tessel::Util::trim(textOf(node)), " ")) {
-                if (declaredTags.contains(tag)) {
-                    tags.insert(tag);
-                }
-            }
-        }
-        return tags;
-    }
-
-    void readIncludes(const xmlNode* objects, const std::string& path) {
-        for (const auto* const include : childrenOf(objects, "include")) {
-            read(directory + required(include, "href", path));
-        }
-    }
-
-    static std::string required(const xmlNode* node, const char* attribute,
-                                const std::string& path) {
-        if (auto value = attributeOf(node, attribute)) {
-            return std::move(*value);
-        }
-        throw BadData(path + ':' + std::to_string(xmlGetLineNo(node)) + ": " +
-                      std::string(nameOf(node)) + " without " + attribute);
+        return file.included();
     }
 
     const std::string directory;
     std::set<std::string> seen;
-    std::set<std::string> declaredTags;
-    std::map<std::string, NamedObject> byName;
+    std::set<std::string> open;  // and what they include is being read
+    Content content;
 };
 
 }  // namespace

@@ -171,17 +171,23 @@ TEST_F(CatalogueTest, IgnoresIncludesAmongPrototypes) {
     EXPECT_EQ(nameOf(Catalogue::read(path), 0), "unknown");
 }
 
-TEST_F(CatalogueTest, ReadsAFileThatIncludesItselfOnce) {
-    const auto path =
-        writeList("list.xml", objects(object("1", "a") + R"(<include href="list.xml"/>)"));
-    EXPECT_EQ(nameOf(Catalogue::read(path), 1), "a");
-}
-
-TEST_F(CatalogueTest, ReadsFilesThatIncludeEachOtherOnce) {
+TEST_F(CatalogueTest, RefusesFilesThatIncludeEachOtherInACircle) {
+    const auto complaint = [](const std::string& path) {
+        return path + ": includes itself; the collector would never finish reading it";
+    };
+    const auto own =
+        writeList("own.xml", objects(object("1", "a") + R"(<include href="own.xml"/>)"));
+    EXPECT_EQ(complaintAbout(own), complaint(own));
     writeList("second.xml", objects(object("2", "b") + R"(<include href="list.xml"/>)"));
     const auto path =
         writeList("list.xml", objects(object("1", "a") + R"(<include href="second.xml"/>)"));
-    EXPECT_EQ(nameOf(Catalogue::read(path), 2), "b");
+    EXPECT_EQ(complaintAbout(path), complaint(path));
+}
+
+TEST_F(CatalogueTest, TakesAFileThatIsIncludedTwice) {
+    writeList("second.xml", objects(object("2", "b")));
+    const std::string include = R"(<include href="second.xml"/>)";
+    EXPECT_EQ(nameOf(Catalogue::read(writeList("list.xml", objects(include + include))), 2), "b");
 }
 
 TEST_F(CatalogueTest, TellsWhichIncludeIsMissing) {
@@ -212,10 +218,23 @@ TEST_F(CatalogueTest, TellsTheLineOfOtherMissingAttributes) {
     EXPECT_EQ(complaintAbout(noRes), noRes + ":3: unit without res");
     const auto noMessage = writeList("list.xml", objects(object("1", "a", "<type/>")));
     EXPECT_EQ(complaintAbout(noMessage), noMessage + ":3: type without message");
+    const auto noKind = writeList("list.xml", objects(R"(<object id="1" name="a"/>)"));
+    EXPECT_EQ(complaintAbout(noKind), noKind + ":3: object without type");
     const auto noTag = writeList("list.xml", "<tags><tag/></tags>");
     EXPECT_EQ(complaintAbout(noTag), noTag + ":2: tag without name");
     const auto noHref = writeList("list.xml", objects("<include/>"));
     EXPECT_EQ(complaintAbout(noHref), noHref + ":3: include without href");
+}
+
+TEST_F(CatalogueTest, TellsTheLineOfAnUnknownType) {
+    const auto path = writeList("list.xml", objects(R"(<object id="1" name="a" type="level"/>)"));
+    EXPECT_EQ(complaintAbout(path),
+              path + ":3: object of a type that is none of meas, counter, record");
+}
+
+TEST_F(CatalogueTest, TellsTheLineOfAWarningOfTheXmlParser) {
+    const auto path = writeList("list.xml", R"(<objects xmlns="relative"/>)");
+    EXPECT_EQ(complaintAbout(path), path + ":2: xmlns: URI relative is not absolute");
 }
 
 TEST_F(CatalogueTest, RefusesAnotherDocument) {
@@ -251,12 +270,14 @@ TEST_F(CatalogueTest, DoesNotUnfoldEntitiesWithoutBound) {
 }
 
 TEST_F(CatalogueTest, LoadsNothingThatADocumentTypeNames) {
-    const auto secret = folder.write("secret", "hidden");
-    const auto path = folder.write(
-        "list.xml", "<!DOCTYPE infoObjectList [<!ENTITY s SYSTEM \"" + secret +
-                        "\">]><infoObjectList><objects><object id=\"1\" name=\"a\"><unit "
-                        "type=\"W\" res=\"1\"/>&s;</object></objects></infoObjectList>");
-    EXPECT_EQ(nameOf(Catalogue::read(path), 1), "a");
+    const auto missing = folder.path("missing");
+    const auto begin = "<!DOCTYPE infoObjectList SYSTEM \"" + missing + "\" [<!ENTITY s SYSTEM \"" +
+                       missing + "\">]>\n<infoObjectList>";
+    const auto unused =
+        folder.write("list.xml", begin + objects(object("1", "a")) + "</infoObjectList>");
+    EXPECT_EQ(nameOf(Catalogue::read(unused), 1), "a");
+    const auto used = folder.write("list.xml", begin + "&s;</infoObjectList>");
+    EXPECT_EQ(complaintAbout(used), used + ":2: Entity 's' not defined");
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include "virtualUnit.hpp"
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -13,34 +10,9 @@
 
 namespace Replay {
 
-namespace fs = std::filesystem;
-
 namespace {
 
 VirtualUnit* thePresentUnit = nullptr;
-
-fs::path makeDirectory() {
-    auto pattern = (fs::temp_directory_path() / "replay.XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error(pattern + ": " + std::strerror(errno));
-    }
-    return pattern;
-}
-
-// A recording's names lead nowhere but into the directory.
-bool staysInside(const fs::path& name) {
-    const auto normal = name.lexically_normal();
-    return !normal.empty() && normal.is_relative() && *normal.begin() != "..";
-}
-
-void writeFile(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    if (!file.flush()) {
-        throw std::runtime_error(path.string() + ": cannot be written");
-    }
-}
 
 std::chrono::nanoseconds takeFirst(std::deque<std::chrono::nanoseconds>& times,
                                    std::chrono::nanoseconds otherwise) {
@@ -61,10 +33,6 @@ VirtualUnit::VirtualUnit(const Recording::Header& header, ListenerIf& listener)
 
 VirtualUnit::~VirtualUnit() {
     thePresentUnit = nullptr;
-    if (!directory_.empty()) {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
-    }
 }
 
 VirtualUnit& VirtualUnit::present() {
@@ -130,25 +98,20 @@ void VirtualUnit::send(std::uint32_t receiver, const ozo_msg& message) {
 
 void VirtualUnit::traceError(std::string text) {
     // The list files are at another place each time.
-    const auto place = directory_.string() + '/';
-    for (auto at = text.find(place); !directory_.empty() && at != std::string::npos;
-         at = text.find(place)) {
-        text.erase(at, place.size());
+    if (listFolder_) {
+        const auto& place = listFolder_->directory();
+        for (auto at = text.find(place); at != std::string::npos; at = text.find(place)) {
+            text.erase(at, place.size());
+        }
     }
     listener_.onError(text);
 }
 
 std::string VirtualUnit::listFilePath() {
-    const auto& files = header_.listFiles;
-    if (directory_.empty()) {
-        directory_ = makeDirectory();
-        for (const auto& file : files) {
-            if (staysInside(file.name)) {
-                writeFile(directory_ / file.name, file.text);
-            }
-        }
+    if (!listFolder_) {
+        listFolder_.emplace(header_.listFiles);
     }
-    return directory_ / (files.empty() ? "infoObjectList.xml" : files.front().name);
+    return listFolder_->listPath();
 }
 
 std::chrono::nanoseconds VirtualUnit::readSteadyClock() {

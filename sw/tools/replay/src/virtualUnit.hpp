@@ -10,13 +10,14 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "listFolder.hpp"
 #include "ozo.h"
 #include "recording/entry.hpp"
 #include "tessel/commandRegistry.hpp"
@@ -82,7 +83,7 @@ public:
 private:
     const Recording::Header& header_;
     ListenerIf& listener_;
-    std::filesystem::path directory_;  // of the list files, once somebody asked for them
+    std::optional<ListFolder> listFolder_;  // once somebody asked for it
     Clocks clocks_;
     std::map<std::uint32_t, Handler> handlers_;
     std::map<std::uint32_t, std::vector<GoneCallback>> monitors_;

@@ -16,9 +16,9 @@ struct CatalogueObject {
     std::set<std::string> tags;
 };
 
-// Includes are relative to the directory of the first file, and the first object of a name counts,
-// as in the collector; a tag that no list file read so far declares is dropped, too. A file that
-// includes itself is read once.
+// What the collector has of the same list, and a complaint where the collector has nothing at all.
+// Stricter than the collector in two ways: a file must be a list, which it takes for an empty one,
+// and must not be larger than 16 MiB.
 class Catalogue {
 public:
     // Without objects.
@@ -27,8 +27,8 @@ public:
     // Of these objects.
     explicit Catalogue(std::map<std::uint32_t, CatalogueObject> byId);
 
-    // Throws NoInput for a file that can't be opened, BadData with path and line for one that is
-    // no info object list.
+    // Throws NoInput for a file that can't be opened; BadData, with path and line where there is
+    // one, for what is no info object list, and for files that include each other in a circle.
     static Catalogue read(const std::string& path);
 
     // Null for an unknown id; valid as long as the catalogue.
