@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <limits>
+#include <sstream>
 
 #include "InfoObjectCollections.pb.h"
 #include "batch.hpp"
@@ -341,6 +342,77 @@ TEST_F(QuardexMessagesTest, LieInOneSectionDropsTheFollowingOnes) {
     handle(BatchMessage().recordOfSize("rec", 1, {1}).claimMeasurementBytes(5));
     EXPECT_EQ(held().recordcollections_size(), 0);
     EXPECT_THAT(errors(), SizeIs(1));
+}
+
+// --- Samples that are on their way when a batch turns out to lie ---------------------------------
+
+// The two sections of fixed-size values, with a key that the collector knows from an earlier batch.
+class QuardexKnownKeyTest : public QuardexMessagesTest {
+protected:
+    QuardexKnownKeyTest() { handle(BatchMessage().measurement("meas", 0).counter("count", 0)); }
+
+    // Good samples, all of which still wait for their aggregators when the item behind them is
+    // read.
+    static BatchMessage goodMeasurements() {
+        return BatchMessage().measurement("meas", 1).measurement("meas", 2).measurement("meas", 3);
+    }
+    static BatchMessage goodCounters() {
+        return BatchMessage().counter("count", 1).counter("count", 2).counter("count", 3);
+    }
+
+    // Hands over the whole batch cut at each of these numbers of bytes behind the good samples, and
+    // forgets the samples in between. The values are those of the section under test.
+    void expectGoodSamplesWhereverCut(const BatchMessage& good, const BatchMessage& whole,
+                                      std::size_t from, std::size_t to,
+                                      const std::function<std::vector<std::int64_t>()>& values) {
+        const auto goodSize = good.bytes().size();
+        for (auto cut = goodSize + from; cut < goodSize + to; ++cut) {
+            std::ostringstream ignored;
+            collector.clearAllFilters(ignored);
+            TraceRecorder::instance().clear();
+            handle(BatchMessage(whole).cutTo(cut));
+            EXPECT_THAT(values(), ElementsAre(1, 2, 3)) << "cut at " << cut;
+            EXPECT_THAT(errors(), SizeIs(1)) << "cut at " << cut;
+        }
+    }
+
+    std::vector<std::int64_t> measured() { return valuesOf(held().measurementcollections()); }
+    std::vector<std::int64_t> counted() { return valuesOf(held().countercollections()); }
+
+    template <typename Collections>
+    static std::vector<std::int64_t> valuesOf(const Collections& collections) {
+        std::vector<std::int64_t> values;
+        for (const auto& collection : collections) {
+            values.insert(values.end(), collection.values().begin(), collection.values().end());
+        }
+        return values;
+    }
+
+    static constexpr std::size_t measurementHead = sizeof("meas") + sizeof(std::uint32_t);
+    static constexpr std::size_t counterHead = sizeof("count") + sizeof(std::uint32_t);
+};
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeACutHeadStayInTheFilters) {
+    expectGoodSamplesWhereverCut(goodMeasurements(), goodMeasurements().measurement("meas", 4), 0,
+                                 measurementHead, [&] { return measured(); });
+    expectGoodSamplesWhereverCut(goodCounters(), goodCounters().counter("count", 4), 0, counterHead,
+                                 [&] { return counted(); });
+}
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeACutPayloadStayInTheFilters) {
+    expectGoodSamplesWhereverCut(goodMeasurements(), goodMeasurements().measurement("meas", 4),
+                                 measurementHead, measurementHead + 8, [&] { return measured(); });
+    expectGoodSamplesWhereverCut(goodCounters(), goodCounters().counter("count", 4), counterHead,
+                                 counterHead + 8, [&] { return counted(); });
+}
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeAWrongSizeStayInTheFilters) {
+    handle(goodMeasurements().measurementOfSize("meas", 4, Bytes(4)));
+    EXPECT_THAT(measured(), ElementsAre(0, 1, 2, 3));
+    handle(goodCounters().counterOfSize("count", 9, Bytes(9)));
+    EXPECT_THAT(counted(), ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(errors(), ElementsAre("Incorrect measurement data size: 4",
+                                      "Incorrect measurement data size:9"));
 }
 
 // --- Metadata ----------------------------------------------------------------------------------
