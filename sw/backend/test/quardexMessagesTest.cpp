@@ -92,6 +92,16 @@ protected:
         return collections;
     }
 
+    // The metadata of a pull, as its bytes.
+    std::string pulledMetaData() {
+        handle(Batch().measurement("meas", 1));
+        std::string output;
+        EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
+        InfoObjectCollections collections;
+        EXPECT_TRUE(collections.ParseFromString(output));
+        return collections.radiometadata().SerializeAsString();
+    }
+
     Qdx::Test::UnitRoot root;
     Quardex collector;
 };
@@ -455,25 +465,62 @@ TEST_F(QuardexMessagesTest, LaterMetaDataReplacesOnlyWhatItSets) {
     RadioMetaData second;
     second.set_hwname("other");
     handleMetaData(second);
-    handle(Batch().measurement("meas", 1));
-
-    std::string output;
-    ASSERT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
-    InfoObjectCollections collections;
-    ASSERT_TRUE(collections.ParseFromString(output));
     auto expected = allSix();
     expected.set_hwname("other");
-    EXPECT_EQ(collections.radiometadata().SerializeAsString(), expected.SerializeAsString());
+    EXPECT_EQ(pulledMetaData(), expected.SerializeAsString());
+}
+
+RadioMetaData withUnknown(RadioMetaData metaData, int field, const std::string& bytes) {
+    metaData.mutable_unknown_fields()->AddLengthDelimited(field, bytes);
+    return metaData;
+}
+
+TEST_F(QuardexMessagesTest, PullPassesUnknownFieldsOfTheMetaDataOn) {
+    const auto metaData = withUnknown(withUnknown(allSix(), 7, "seven"), 7, "again");
+    handleMetaData(metaData);
+    EXPECT_EQ(pulledMetaData(), metaData.SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, RepeatedUnknownFieldsOfTheMetaDataDoNotAddUp) {
+    const auto metaData = withUnknown(allSix(), 7, std::string(40'000, 'u'));
+    for (int i = 0; i < 3; ++i) {
+        handleMetaData(metaData);
+    }
+    EXPECT_EQ(pulledMetaData(), metaData.SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, UnknownFieldsOfLaterMetaDataReplaceAllEarlierOnes) {
+    handleMetaData(withUnknown(withUnknown(allSix(), 7, "seven"), 8, "eight"));
+    handleMetaData(withUnknown({}, 9, "nine"));
+    EXPECT_EQ(pulledMetaData(), withUnknown(allSix(), 9, "nine").SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, LaterMetaDataWithoutUnknownFieldsLeavesThoseKnownBefore) {
+    handleMetaData(withUnknown(allSix(), 7, "seven"));
+    RadioMetaData second;
+    second.set_hwname("other");
+    handleMetaData(second);
+    auto expected = withUnknown(allSix(), 7, "seven");
+    expected.set_hwname("other");
+    EXPECT_EQ(pulledMetaData(), expected.SerializeAsString());
 }
 
 TEST_F(QuardexMessagesTest, UnparsableMetaDataChangesNothingAndIsLeftWithoutALeavingLine) {
     handleMetaData(allSix());
     TraceRecorder::instance().clear();
     handleMetaDataText("/////w==");
-    EXPECT_TRUE(collector.isMetaDataCollected());
+    EXPECT_EQ(pulledMetaData(), allSix().SerializeAsString());
     EXPECT_THAT(errors(), ElementsAre("Unsuccessful parsing of RadioMetaData GPB message."));
     EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6, "Leaving handleBeProcessMetaDataUreq"),
               0);
+}
+
+TEST_F(QuardexMessagesTest, FieldsInFrontOfWhatCannotBeParsedAreDroppedWithIt) {
+    handleMetaData(allSix());
+    // The first field with one letter, an unknown one, and a tag that never ends.
+    handleMetaDataText(Tessel::Util::Base64::encode({0x0a, 1, 'X', 0x3a, 1, 'Y', 0xff}));
+    EXPECT_EQ(pulledMetaData(), allSix().SerializeAsString());
+    EXPECT_THAT(errors(), ElementsAre("Unsuccessful parsing of RadioMetaData GPB message."));
 }
 
 TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {
