@@ -13,6 +13,7 @@
 #include "bigEndian.hpp"
 #include "frontendMessages.hpp"
 #include "heapFault.hpp"
+#include "infoObjectListIf.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "tessel/util.hpp"
@@ -155,6 +156,7 @@ TEST_F(QuardexMessagesTest, NullMessageThrowsTheHandlersName) {
               "Null pointer in handleBeProcessMetaDataUreq");
     EXPECT_EQ(errorOfNull([&] { collector.handleBeProcessBatchesUreq(nullptr); }),
               "Null pointer in handleBeProcessBatchesUreq");
+    EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty()) << "nothing else happens";
 }
 
 // --- Batches -----------------------------------------------------------------------------------
@@ -226,6 +228,41 @@ TEST_F(QuardexMessagesTest, NameOfAnotherTypeIsSkippedSilently) {
 TEST_F(QuardexMessagesTest, RecordOfSizeZeroIsAnEmptyRecord) {
     handle(BatchMessage().record("rec", {}));
     EXPECT_THAT(held().recordcollections(0).values(), ElementsAre(""));
+}
+
+// A key text with a blank behind its word puts the size one byte earlier, onto the NUL.
+TEST_F(QuardexMessagesTest, KeyWithATrailingBlankJoinsTheHistoryOfItsWord) {
+    collector.createFilter(FilterId{1}, "full", Qdx::Test::parsedAll({"list count 3"}), 0,
+                           Enabled::Yes, Static::No, Printable::No);
+    handle(BatchMessage()
+               .measurement("meas", 1)
+               .measurement("meas", 2)
+               .measurement("meas", 3)
+               .measurement("meas", 4)
+               .measurementOfSize("meas ", 8 << 8, {0, 0, 0, 0, 0, 0, 5})
+               .measurement("meas", 6));
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(4, 5, 6));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+// What comes past the messages finds full histories in order, wherever batches left them.
+TEST_F(QuardexMessagesTest, SampleThatIsHandedOverDirectlyFollowsThoseOfBatches) {
+    collector.createFilter(FilterId{1}, "full", Qdx::Test::parsedAll({"list count 3"}), 0,
+                           Enabled::Yes, Static::No, Printable::No);
+    Batch batch;
+    for (std::int64_t value = 1; value <= 4; ++value) {
+        batch.measurement("meas", value).counter("count", value);
+    }
+    const auto message = batch.message();
+    const auto& objects = InfoObjectListIf::getInstance();
+
+    collector.handleBeProcessBatchesUreq(message.get());
+    collector.handleMeasurement(*objects.getInfoObject("meas"), "", V1::MeasurementData{5});
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(3, 4, 5));
+
+    collector.handleBeProcessBatchesUreq(message.get());
+    collector.handleCounter(*objects.getInfoObject("count"), "", V1::CounterData{5});
+    EXPECT_THAT(held().countercollections(0).values(), ElementsAre(3, 4, 5));
 }
 
 TEST_F(QuardexMessagesTest, WrongMeasurementSizeDropsTheRestAndKeepsWhatCameBefore) {
