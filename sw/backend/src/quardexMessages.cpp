@@ -192,6 +192,11 @@ void Quardex::handleBeProcessMetaDataUreq(ozo_msg* msg) {
     }
     const auto json = jsonOf(received);
     QDX_TRACE(Trace6, "Received GPB message: " << json);
+    // Merging appends unknown fields, and a frontend that repeats some would make pulls ever
+    // longer.
+    if (!received.unknown_fields().empty()) {
+        metaData.mutable_unknown_fields()->Clear();
+    }
     metaData.MergeFrom(received);
     QDX_TRACE(Trace6, "Leaving handleBeProcessMetaDataUreq");
 }

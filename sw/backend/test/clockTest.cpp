@@ -7,6 +7,8 @@
 #include <limits>
 #include <memory>
 #include <sstream>
+#include <string>
+#include <utility>
 
 #include "InfoObjectCollections.pb.h"
 #include "batch.hpp"
@@ -20,6 +22,8 @@ namespace {
 
 std::chrono::system_clock::time_point wallNow;
 std::chrono::steady_clock::time_point steadyNow;
+// The clocks that were read, a letter each: w or s.
+std::string readings;
 
 }  // namespace
 
@@ -28,10 +32,12 @@ std::chrono::steady_clock::time_point steadyNow;
 extern "C" {
 std::int64_t
 __wrap__ZNSt6chrono3_V212system_clock3nowEv() {  // NOLINT(bugprone-reserved-identifier)
+    readings += 'w';
     return wallNow.time_since_epoch().count();
 }
 std::int64_t
 __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {  // NOLINT(bugprone-reserved-identifier)
+    readings += 's';
     return steadyNow.time_since_epoch().count();
 }
 }
@@ -118,6 +124,14 @@ protected:
         return columns;
     }
 
+    // The clocks that a call reads, in order.
+    template <typename Call>
+    static std::string readingsOf(Call call) {
+        readings.clear();
+        call();
+        return std::exchange(readings, {});
+    }
+
     Qdx::Test::UnitRoot root;
     Quardex collector;
 };
@@ -158,6 +172,24 @@ TEST_F(ClockTest, ReportTakesTheAnchorAsAPullDoes) {
     EXPECT_THAT(printed(), ElementsAre("'2024-01-01 00:00:00'"));
     setWall(today + day);
     EXPECT_THAT(times(), ElementsAre(today.count()));
+}
+
+TEST_F(ClockTest, ReportOfNoFilterTakesTheAnchorToo) {
+    const ClockAnchor now{steadyNow, wallNow};
+    std::string report;
+    EXPECT_EQ(collector.printFilterData(FilterId{2}, {}, report), ErrorType::NoSuchFilter);
+    pass(seconds(5));
+    EXPECT_EQ(collector.getClockAnchor(), now);
+}
+
+TEST_F(ClockTest, AnchorReadsTheSteadyClockBeforeTheWallClockAndEachOnce) {
+    EXPECT_EQ(readingsOf([&] { collector.getClockAnchor(); }), "sw");
+    EXPECT_EQ(readingsOf([&] { collector.getClockAnchor(); }), "");
+}
+
+TEST_F(ClockTest, SettingTheTimeReadsTheSteadyClockWhetherItIsNeededOrNot) {
+    EXPECT_EQ(readingsOf([&] { collector.setCurrTime(std::nullopt); }), "s");
+    EXPECT_EQ(readingsOf([&] { collector.setCurrTime(time_point(seconds(1))); }), "s");
 }
 
 TEST_F(ClockTest, UnitWithoutATimeCountsFrom1970AndKeepsToIt) {

@@ -16,6 +16,7 @@
 namespace Qdx::Backend {
 namespace {
 
+using Qdx::Test::BrokenResource;
 using Qdx::Test::DefaultResourceScope;
 using Qdx::Test::FailingResource;
 using Qdx::Test::HeapFault;
@@ -507,6 +508,22 @@ TEST_F(FilterTest, GivesEverythingBackWhenItGoes) {
     EXPECT_EQ(mainHeld(), 0);
     EXPECT_EQ(memory.getContentResource()->getAllocatedSize(), 0);
     EXPECT_EQ(global.getCommonResource()->getAllocatedSize(), 0);
+}
+
+// What is wrong with memory beside its size is no matter of the filter.
+TEST_F(FilterTest, ExceptionThatIsNotAboutTheSizeOfMemoryPassesThrough) {
+    BrokenResource main;
+    Filter made("f", Qdx::Test::parsedAll({"list count 10"}), Enabled::Yes, Static::No,
+                Printable::No, memory.getContentResource(), &main);
+    made.pushMeasurement(measurement(1), "rfBranch=1", start, MeasurementData{5});
+    main.breakDown();
+    EXPECT_THROW(made.pushMeasurement(measurement(1), "rfBranch=2", start, MeasurementData{6}),
+                 std::runtime_error)
+        << "a new context";
+    EXPECT_THROW(made.pushMeasurement(measurement(2), "rfBranch=1", start, MeasurementData{6}),
+                 std::runtime_error)
+        << "a new key";
+    EXPECT_THAT(values(pulled(made, Clear::No)), ElementsAre(5));
 }
 
 // --- Memory that fails at one allocation -------------------------------------------------------

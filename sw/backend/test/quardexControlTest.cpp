@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <future>
 
 #include "InfoObjectCollections.pb.h"
 #include "batch.hpp"
@@ -11,6 +12,7 @@
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "refusedMessage.hpp"
+#include "tessel/activeObject.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
 #include "wireFormat.hpp"
@@ -25,6 +27,8 @@ using Qdx::Test::ControlClient;
 using Qdx::Test::References;
 using Qdx::Test::RefusedMessage;
 using Qdx::Test::TraceRecorder;
+using Tessel::ActiveObject::V1::ActiveObjectIf;
+using Tessel::ActiveObject::V1::SchedulingPolicy;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Trace::Level;
@@ -218,6 +222,28 @@ TEST_F(QuardexControlTest, ClientThatGoesIsForgotten) {
     ASSERT_TRUE(TraceRecorder::instance().waitFor(Level::Info, gone.str()));
     other.send(references, CapabilityExchangeReq());
     EXPECT_THAT(other.framesSoFar(), IsEmpty());
+}
+
+// On another thread: one watches the mailbox of its first server only.
+TEST_F(QuardexControlTest, PublishingAgainMakesAServerThatKnowsNoClient) {
+    client->send(references, CapabilityExchangeReq());
+    client->receive<CapabilityExchangeCfm>();
+    thread.reset();
+    std::promise<bool> published;
+    const auto other = ActiveObjectIf::create(
+        "other",
+        [&] { published.set_value(collector->publishOZO() && collector->setupMessageHandlers()); },
+        SchedulingPolicy::Default);
+    EXPECT_TRUE(published.get_future().get());
+    client->send(references, CapabilityExchangeReq());
+    EXPECT_THAT(client->framesSoFar(), IsEmpty());
+
+    std::promise<void> done;
+    other->runOnActiveObject([&] {
+        ozo_delete_mailbox(ozo_locate("QuardexBeI"));
+        done.set_value();
+    });
+    done.get_future().wait();
 }
 
 TEST_F(QuardexControlTest, CollectorGoesWithClientsAndStreamsOpen) {

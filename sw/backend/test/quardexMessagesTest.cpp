@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <limits>
+#include <sstream>
 
 #include "InfoObjectCollections.pb.h"
 #include "batch.hpp"
@@ -12,6 +13,7 @@
 #include "bigEndian.hpp"
 #include "frontendMessages.hpp"
 #include "heapFault.hpp"
+#include "infoObjectListIf.hpp"
 #include "parsedStatement.hpp"
 #include "quardex.hpp"
 #include "tessel/util.hpp"
@@ -91,6 +93,16 @@ protected:
         return collections;
     }
 
+    // The metadata of a pull, as its bytes.
+    std::string pulledMetaData() {
+        handle(Batch().measurement("meas", 1));
+        std::string output;
+        EXPECT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
+        InfoObjectCollections collections;
+        EXPECT_TRUE(collections.ParseFromString(output));
+        return collections.radiometadata().SerializeAsString();
+    }
+
     Qdx::Test::UnitRoot root;
     Quardex collector;
 };
@@ -144,6 +156,7 @@ TEST_F(QuardexMessagesTest, NullMessageThrowsTheHandlersName) {
               "Null pointer in handleBeProcessMetaDataUreq");
     EXPECT_EQ(errorOfNull([&] { collector.handleBeProcessBatchesUreq(nullptr); }),
               "Null pointer in handleBeProcessBatchesUreq");
+    EXPECT_THAT(TraceRecorder::instance().lines(), IsEmpty()) << "nothing else happens";
 }
 
 // --- Batches -----------------------------------------------------------------------------------
@@ -215,6 +228,41 @@ TEST_F(QuardexMessagesTest, NameOfAnotherTypeIsSkippedSilently) {
 TEST_F(QuardexMessagesTest, RecordOfSizeZeroIsAnEmptyRecord) {
     handle(BatchMessage().record("rec", {}));
     EXPECT_THAT(held().recordcollections(0).values(), ElementsAre(""));
+}
+
+// A key text with a blank behind its word puts the size one byte earlier, onto the NUL.
+TEST_F(QuardexMessagesTest, KeyWithATrailingBlankJoinsTheHistoryOfItsWord) {
+    collector.createFilter(FilterId{1}, "full", Qdx::Test::parsedAll({"list count 3"}), 0,
+                           Enabled::Yes, Static::No, Printable::No);
+    handle(BatchMessage()
+               .measurement("meas", 1)
+               .measurement("meas", 2)
+               .measurement("meas", 3)
+               .measurement("meas", 4)
+               .measurementOfSize("meas ", 8 << 8, {0, 0, 0, 0, 0, 0, 5})
+               .measurement("meas", 6));
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(4, 5, 6));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+// What comes past the messages finds full histories in order, wherever batches left them.
+TEST_F(QuardexMessagesTest, SampleThatIsHandedOverDirectlyFollowsThoseOfBatches) {
+    collector.createFilter(FilterId{1}, "full", Qdx::Test::parsedAll({"list count 3"}), 0,
+                           Enabled::Yes, Static::No, Printable::No);
+    Batch batch;
+    for (std::int64_t value = 1; value <= 4; ++value) {
+        batch.measurement("meas", value).counter("count", value);
+    }
+    const auto message = batch.message();
+    const auto& objects = InfoObjectListIf::getInstance();
+
+    collector.handleBeProcessBatchesUreq(message.get());
+    collector.handleMeasurement(*objects.getInfoObject("meas"), "", V1::MeasurementData{5});
+    EXPECT_THAT(held().measurementcollections(0).values(), ElementsAre(3, 4, 5));
+
+    collector.handleBeProcessBatchesUreq(message.get());
+    collector.handleCounter(*objects.getInfoObject("count"), "", V1::CounterData{5});
+    EXPECT_THAT(held().countercollections(0).values(), ElementsAre(3, 4, 5));
 }
 
 TEST_F(QuardexMessagesTest, WrongMeasurementSizeDropsTheRestAndKeepsWhatCameBefore) {
@@ -343,6 +391,77 @@ TEST_F(QuardexMessagesTest, LieInOneSectionDropsTheFollowingOnes) {
     EXPECT_THAT(errors(), SizeIs(1));
 }
 
+// --- Samples that are on their way when a batch turns out to lie ---------------------------------
+
+// The two sections of fixed-size values, with a key that the collector knows from an earlier batch.
+class QuardexKnownKeyTest : public QuardexMessagesTest {
+protected:
+    QuardexKnownKeyTest() { handle(BatchMessage().measurement("meas", 0).counter("count", 0)); }
+
+    // Good samples, all of which still wait for their aggregators when the item behind them is
+    // read.
+    static BatchMessage goodMeasurements() {
+        return BatchMessage().measurement("meas", 1).measurement("meas", 2).measurement("meas", 3);
+    }
+    static BatchMessage goodCounters() {
+        return BatchMessage().counter("count", 1).counter("count", 2).counter("count", 3);
+    }
+
+    // Hands over the whole batch cut at each of these numbers of bytes behind the good samples, and
+    // forgets the samples in between. The values are those of the section under test.
+    void expectGoodSamplesWhereverCut(const BatchMessage& good, const BatchMessage& whole,
+                                      std::size_t from, std::size_t to,
+                                      const std::function<std::vector<std::int64_t>()>& values) {
+        const auto goodSize = good.bytes().size();
+        for (auto cut = goodSize + from; cut < goodSize + to; ++cut) {
+            std::ostringstream ignored;
+            collector.clearAllFilters(ignored);
+            TraceRecorder::instance().clear();
+            handle(BatchMessage(whole).cutTo(cut));
+            EXPECT_THAT(values(), ElementsAre(1, 2, 3)) << "cut at " << cut;
+            EXPECT_THAT(errors(), SizeIs(1)) << "cut at " << cut;
+        }
+    }
+
+    std::vector<std::int64_t> measured() { return valuesOf(held().measurementcollections()); }
+    std::vector<std::int64_t> counted() { return valuesOf(held().countercollections()); }
+
+    template <typename Collections>
+    static std::vector<std::int64_t> valuesOf(const Collections& collections) {
+        std::vector<std::int64_t> values;
+        for (const auto& collection : collections) {
+            values.insert(values.end(), collection.values().begin(), collection.values().end());
+        }
+        return values;
+    }
+
+    static constexpr std::size_t measurementHead = sizeof("meas") + sizeof(std::uint32_t);
+    static constexpr std::size_t counterHead = sizeof("count") + sizeof(std::uint32_t);
+};
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeACutHeadStayInTheFilters) {
+    expectGoodSamplesWhereverCut(goodMeasurements(), goodMeasurements().measurement("meas", 4), 0,
+                                 measurementHead, [&] { return measured(); });
+    expectGoodSamplesWhereverCut(goodCounters(), goodCounters().counter("count", 4), 0, counterHead,
+                                 [&] { return counted(); });
+}
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeACutPayloadStayInTheFilters) {
+    expectGoodSamplesWhereverCut(goodMeasurements(), goodMeasurements().measurement("meas", 4),
+                                 measurementHead, measurementHead + 8, [&] { return measured(); });
+    expectGoodSamplesWhereverCut(goodCounters(), goodCounters().counter("count", 4), counterHead,
+                                 counterHead + 8, [&] { return counted(); });
+}
+
+TEST_F(QuardexKnownKeyTest, SamplesBeforeAWrongSizeStayInTheFilters) {
+    handle(goodMeasurements().measurementOfSize("meas", 4, Bytes(4)));
+    EXPECT_THAT(measured(), ElementsAre(0, 1, 2, 3));
+    handle(goodCounters().counterOfSize("count", 9, Bytes(9)));
+    EXPECT_THAT(counted(), ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(errors(), ElementsAre("Incorrect measurement data size: 4",
+                                      "Incorrect measurement data size:9"));
+}
+
 // --- Metadata ----------------------------------------------------------------------------------
 
 TEST_F(QuardexMessagesTest, MetaDataIsCollectedWhenAllSixFieldsArePresent) {
@@ -383,25 +502,62 @@ TEST_F(QuardexMessagesTest, LaterMetaDataReplacesOnlyWhatItSets) {
     RadioMetaData second;
     second.set_hwname("other");
     handleMetaData(second);
-    handle(Batch().measurement("meas", 1));
-
-    std::string output;
-    ASSERT_EQ(collector.pullFilterData(FilterId{1}, Clear::No, output), ErrorType::NoError);
-    InfoObjectCollections collections;
-    ASSERT_TRUE(collections.ParseFromString(output));
     auto expected = allSix();
     expected.set_hwname("other");
-    EXPECT_EQ(collections.radiometadata().SerializeAsString(), expected.SerializeAsString());
+    EXPECT_EQ(pulledMetaData(), expected.SerializeAsString());
+}
+
+RadioMetaData withUnknown(RadioMetaData metaData, int field, const std::string& bytes) {
+    metaData.mutable_unknown_fields()->AddLengthDelimited(field, bytes);
+    return metaData;
+}
+
+TEST_F(QuardexMessagesTest, PullPassesUnknownFieldsOfTheMetaDataOn) {
+    const auto metaData = withUnknown(withUnknown(allSix(), 7, "seven"), 7, "again");
+    handleMetaData(metaData);
+    EXPECT_EQ(pulledMetaData(), metaData.SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, RepeatedUnknownFieldsOfTheMetaDataDoNotAddUp) {
+    const auto metaData = withUnknown(allSix(), 7, std::string(40'000, 'u'));
+    for (int i = 0; i < 3; ++i) {
+        handleMetaData(metaData);
+    }
+    EXPECT_EQ(pulledMetaData(), metaData.SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, UnknownFieldsOfLaterMetaDataReplaceAllEarlierOnes) {
+    handleMetaData(withUnknown(withUnknown(allSix(), 7, "seven"), 8, "eight"));
+    handleMetaData(withUnknown({}, 9, "nine"));
+    EXPECT_EQ(pulledMetaData(), withUnknown(allSix(), 9, "nine").SerializeAsString());
+}
+
+TEST_F(QuardexMessagesTest, LaterMetaDataWithoutUnknownFieldsLeavesThoseKnownBefore) {
+    handleMetaData(withUnknown(allSix(), 7, "seven"));
+    RadioMetaData second;
+    second.set_hwname("other");
+    handleMetaData(second);
+    auto expected = withUnknown(allSix(), 7, "seven");
+    expected.set_hwname("other");
+    EXPECT_EQ(pulledMetaData(), expected.SerializeAsString());
 }
 
 TEST_F(QuardexMessagesTest, UnparsableMetaDataChangesNothingAndIsLeftWithoutALeavingLine) {
     handleMetaData(allSix());
     TraceRecorder::instance().clear();
     handleMetaDataText("/////w==");
-    EXPECT_TRUE(collector.isMetaDataCollected());
+    EXPECT_EQ(pulledMetaData(), allSix().SerializeAsString());
     EXPECT_THAT(errors(), ElementsAre("Unsuccessful parsing of RadioMetaData GPB message."));
     EXPECT_EQ(TraceRecorder::instance().count(Level::Trace6, "Leaving handleBeProcessMetaDataUreq"),
               0);
+}
+
+TEST_F(QuardexMessagesTest, FieldsInFrontOfWhatCannotBeParsedAreDroppedWithIt) {
+    handleMetaData(allSix());
+    // The first field with one letter, an unknown one, and a tag that never ends.
+    handleMetaDataText(Tessel::Util::Base64::encode({0x0a, 1, 'X', 0x3a, 1, 'Y', 0xff}));
+    EXPECT_EQ(pulledMetaData(), allSix().SerializeAsString());
+    EXPECT_THAT(errors(), ElementsAre("Unsuccessful parsing of RadioMetaData GPB message."));
 }
 
 TEST_F(QuardexMessagesTest, MetaDataEndsAtTheFirstCharacterOutsideTheAlphabet) {

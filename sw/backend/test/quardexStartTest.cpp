@@ -20,6 +20,7 @@
 #include "tessel/ozoMessageSubscription.hpp"
 #include "traceRecorder.hpp"
 #include "unitRoot.hpp"
+#include "wholeMetaData.hpp"
 #include "wireFormat.hpp"
 
 namespace Qdx::Backend {
@@ -213,6 +214,15 @@ TEST_F(QuardexStartTest, AnyValueButOneMeansDisabled) {
 }
 
 TEST_F(QuardexStartTest, DisabledCollectorDoesNotAskForObservability) {
+    // Whoever reads this value throws.
+    start("enabled = 0\nradioObservabilityEnabled = []\n");
+    EXPECT_FALSE(rodcIsLive());
+    EXPECT_THAT(texts(Level::Error), IsEmpty());
+    EXPECT_THAT(texts(Level::Trace5),
+                ElementsAre("QDX is disabled in database", "RODC is disabled in database"));
+}
+
+TEST_F(QuardexStartTest, DisabledCollectorIsNotObservableEither) {
     start("enabled = 0\nradioObservabilityEnabled = 1\n");
     EXPECT_FALSE(rodcIsLive());
     EXPECT_THAT(texts(Level::Trace5),
@@ -268,6 +278,26 @@ TEST_F(QuardexStartTest, FilterLimitOfZeroDisablesTheCollectorWithItsBudgetTaken
         ElementsAre("QDX max number of filters set to 0 in database. If you meant to disable QDX, "
                     "use the /qdx/enabled parameter instead.",
                     "Could not determine max number of filters. Disabling QDX."));
+}
+
+TEST_F(QuardexStartTest, BudgetOfZeroLeavesTheOneThatStands) {
+    start("enabled = 1\nglobalMemoryLimit = 12345\n");
+    const auto* budget = collector->getGlobalMemory();
+    root.writeDatabase("[qdx]\nglobalMemoryLimit = 0\n");
+    EXPECT_FALSE(collector->allocateGlobalMemory());
+    ASSERT_EQ(collector->getGlobalMemory(), budget);
+    EXPECT_EQ(collector->getGlobalMemory()->getCommonResource()->getRemainingSize(), 12'345);
+}
+
+TEST_F(QuardexStartTest, FilterLimitOfZeroLeavesTheOneThatStands) {
+    start("enabled = 1\nmaxFilterLimit = 1\n");
+    root.writeDatabase("[qdx]\nmaxFilterLimit = 0\n");
+    EXPECT_FALSE(collector->determineMaxNumberOfFilters());
+    EXPECT_FALSE(collector->hasReachedMaxNumberOfFilters());
+    EXPECT_EQ(
+        collector->createFilter(FilterId{1}, "f", {}, 0, Enabled::Yes, Static::No, Printable::No),
+        ErrorType::NoError);
+    EXPECT_TRUE(collector->hasReachedMaxNumberOfFilters());
 }
 
 TEST_F(QuardexStartTest, FilterLimitDefaultsToTen) {
@@ -398,7 +428,7 @@ TEST_F(QuardexStartTest, HandlerThatCannotBeAddedDisablesTheCollectorAndLeavesTh
 }
 
 TEST_F(QuardexStartTest, ControlHandlerThatCannotBeAddedLeavesTheFrontendsServed) {
-    root.writeDatabase("[qdx]\nenabled = 1\n");
+    root.writeCatalogue(oneMeasurement, "enabled = 1\n");
     for (const std::uint32_t number : {0x01707B00u, 0x01707B03u, 0x01707B15u, 0x01707B19u}) {
         TraceRecorder::instance().clear();
         Quardex prepared;
@@ -411,8 +441,18 @@ TEST_F(QuardexStartTest, ControlHandlerThatCannotBeAddedLeavesTheFrontendsServed
         ASSERT_EQ(texts(Level::Error).size(), 2);
         EXPECT_THAT(texts(Level::Error)[0], testing::StartsWith(text.str()));
         EXPECT_EQ(texts(Level::Error)[1], "Could not setup message handlers. Disabling QDX.");
+        thread.run([&] {
+            prepared.createFilter(FilterId{1}, "f", parsedAll({"list count 5"}), 0, Enabled::Yes,
+                                  Static::No, Printable::No);
+        });
         const Frontend frontend("Frontend");
+        Frontend::send(V1::encodeMetaData({}, Qdx::Test::wholeMetaData()));
+        Frontend::send(Batch().measurement("m", 5).bytes());
         EXPECT_EQ(Frontend::connect({1}), confirmed());
+        ErrorType pull{};
+        std::string output;
+        thread.run([&] { pull = prepared.pullFilterData(FilterId{1}, Clear::No, output); });
+        EXPECT_EQ(pull, ErrorType::NoError) << "without its metadata or its sample";
     }
 }
 
@@ -484,6 +524,7 @@ TEST_F(QuardexStartTest, OffersWithoutRevisionOneAreRejected) {
     EXPECT_EQ(TraceRecorder::instance().count(Level::Info,
                                               "No common supported protocol revision was found"),
               3);
+    EXPECT_TRUE(TraceRecorder::instance().waitFor(Level::Trace6, "Leaving handleBeConnectionReq"));
 }
 
 TEST_F(QuardexStartTest, RevisionsSortAsTheirWordsOnTheWire) {
@@ -603,6 +644,17 @@ TEST_F(QuardexStartTest, DeletesItsMailboxOnTheActiveObjectWhenItGoes) {
     ASSERT_NE(msg, nullptr);
     EXPECT_EQ(msg->msgno, gone);
     EXPECT_FALSE(hasMailbox());
+}
+
+TEST_F(QuardexStartTest, WithoutAnActiveObjectItLeavesItsMailboxWhenItGoes) {
+    root.writeDatabase("[qdx]\nenabled = 1\n");
+    collector = std::make_unique<Quardex>();
+    collector->activeObjectStart();
+    const auto mailbox = ozo_locate("QuardexBeI");
+    ASSERT_NE(mailbox, OZO_NO_MAILBOX);
+    collector.reset();
+    EXPECT_EQ(ozo_locate("QuardexBeI"), mailbox);
+    ozo_delete_mailbox(mailbox);
 }
 
 TEST_F(QuardexStartTest, StartsAgainAfterItHasGone) {

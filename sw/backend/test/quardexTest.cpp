@@ -19,6 +19,7 @@ namespace Qdx::Backend {
 namespace {
 
 using Qdx::Test::Batch;
+using Qdx::Test::BrokenResource;
 using Qdx::Test::DefaultResourceScope;
 using Qdx::Test::FailingResource;
 using Qdx::Test::FlushCounter;
@@ -234,6 +235,17 @@ TEST_F(QuardexTest, CreationIsWholeOrUndoneWhereverTheCopyOfItsStatementsFails) 
     EXPECT_GT(failures, 2U);
 }
 
+TEST_F(QuardexTest, ExceptionOfACreationThatIsNotAboutMemoryPassesThrough) {
+    const auto statements = parsedAll({"tags CPU list count 5"});
+    BrokenResource heap;
+    heap.breakDown();
+    const DefaultResourceScope scope(&heap);
+    EXPECT_THROW(collector.createFilter(FilterId{1}, longName, statements, 0, Enabled::Yes,
+                                        Static::No, Printable::No),
+                 std::runtime_error);
+    EXPECT_FALSE(exists(1));
+}
+
 TEST_F(QuardexTest, CreationIsUndoneUntilItsLimitHoldsTheWholeFilter) {
     const auto before = createNeighbour();
     const std::vector<std::string> texts = {"tags CPU list count 5", "list count 7"};
@@ -359,6 +371,28 @@ TEST_F(QuardexTest, DeletingAllLeavesStaticFiltersWithTheirData) {
     EXPECT_TRUE(exists(1));
     EXPECT_THAT(held(2), ElementsAre(5));
     EXPECT_EQ(globallyHeld(), before);
+}
+
+// The collector knows the key's way to both filters when one of them goes.
+TEST_F(QuardexTest, SamplesBehindADeletionOfAllReachTheFiltersThatStay) {
+    create({.id = 1});
+    create({.id = 2, .isStatic = Static::Yes});
+    held(2);  // from its first use on, a static filter collects
+    feed(Batch().measurement("a:b:1", 5).measurement("a:b:1", 6));
+    collector.deleteAllFilters(out);
+    feed(Batch().measurement("a:b:1", 7));
+    EXPECT_THAT(held(2), ElementsAre(5, 6, 7));
+}
+
+TEST_F(QuardexTest, SamplesBehindADeletionOfStaticFiltersReachNone) {
+    create({.id = 1, .isStatic = Static::Yes});
+    held(1);  // from its first use on, a static filter collects
+    feed(Batch().measurement("a:b:1", 5).measurement("a:b:1", 6));
+    collector.deleteStaticFilters();
+    feed(Batch().measurement("a:b:1", 7));
+    create({.id = 1});
+    feed(Batch().measurement("a:b:1", 8));
+    EXPECT_THAT(held(1), ElementsAre(8));
 }
 
 TEST_F(QuardexTest, OnlyTheAnswerToOneDeletionIsFlushed) {

@@ -349,7 +349,7 @@ void act(std::mt19937& random, Driven& one, Driven& other) {
     const FilterId id{static_cast<std::int64_t>(random() % 5)};
     std::ostringstream oneText;
     std::ostringstream otherText;
-    switch (random() % 12) {
+    switch (random() % 13) {
         case 0: {
             const auto limit = random() % 2 == 0 ? 0 : 3000 + random() % 4000;
             const auto isStatic = random() % 8 == 0 ? Static::Yes : Static::No;
@@ -376,6 +376,13 @@ void act(std::mt19937& random, Driven& one, Driven& other) {
         case 4:
             one.collector.clearAllFilters(oneText);
             other.collector.clearAllFilters(otherText);
+            break;
+        case 5:
+            // Rarely: most of a run is for filters that stay.
+            if (random() % 8 == 0) {
+                one.collector.deleteAllFilters(oneText);
+                other.collector.deleteAllFilters(otherText);
+            }
             break;
         default: {
             const auto clear = random() % 3 == 0 ? Clear::Yes : Clear::No;

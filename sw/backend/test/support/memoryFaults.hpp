@@ -7,6 +7,7 @@
 #include <memory_resource>
 #include <new>
 #include <optional>
+#include <stdexcept>
 
 namespace Qdx::Test {
 
@@ -41,6 +42,29 @@ private:
     std::optional<std::size_t> failAt;
     std::size_t count = 0;
     std::size_t bytes = 0;
+};
+
+// The heap, unless it is told to fail, and then with an exception that is not std::bad_alloc.
+class BrokenResource : public std::pmr::memory_resource {
+public:
+    void breakDown() { broken = true; }
+
+private:
+    void* do_allocate(std::size_t size, std::size_t alignment) override {
+        if (broken)
+            throw std::runtime_error("broken");
+        return std::pmr::new_delete_resource()->allocate(size, alignment);
+    }
+
+    void do_deallocate(void* block, std::size_t size, std::size_t alignment) override {
+        std::pmr::new_delete_resource()->deallocate(block, size, alignment);
+    }
+
+    bool do_is_equal(const memory_resource& other) const noexcept override {
+        return this == &other;
+    }
+
+    bool broken = false;
 };
 
 // Runs body(FailingResource&) with allocation 0, 1, 2, ... failing until a run needs none of them,

@@ -9,8 +9,8 @@
 
 namespace Qdx::Test {
 
-// Has the collector handle a message with all six fields.
-inline void sendWholeMetaData(Backend::Quardex& collector) {
+// All six fields.
+inline RadioMetaData wholeMetaData() {
     RadioMetaData metaData;
     metaData.set_swproductnumber("1");
     metaData.set_swproductrevision("2");
@@ -18,8 +18,13 @@ inline void sendWholeMetaData(Backend::Quardex& collector) {
     metaData.set_hwproductrevision("4");
     metaData.set_hwserialnumber("5");
     metaData.set_hwname("6");
+    return metaData;
+}
+
+// Has the collector handle a message with them.
+inline void sendWholeMetaData(Backend::Quardex& collector) {
     const std::unique_ptr<ozo_msg, decltype(&ozo_free)> message(
-        V1::toOzoMessage(V1::encodeMetaData({}, metaData)), ozo_free);
+        V1::toOzoMessage(V1::encodeMetaData({}, wholeMetaData())), ozo_free);
     collector.handleBeProcessMetaDataUreq(message.get());
 }
 
