@@ -1,5 +1,5 @@
 // Info object list files: whatever their text, reading ends, keeps its invariants and gives the
-// same again.
+// same again; and the programs beside the collector refuse the XML that it refuses.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +13,7 @@
 
 #include "listFileReader.hpp"
 #include "pieces.hpp"
+#include "xml/reader.hpp"
 
 namespace {
 
@@ -50,6 +51,27 @@ bool same(const InfoObject& a, const InfoObject& b) {
            a.getRecordType() == b.getRecordType();
 }
 
+// Looks at the order in which elements open and close.
+class Nesting : public Xml::ContentIf {
+public:
+    void onStart(const std::string&, const Xml::Attributes&, int line) override {
+        Qdx::Fuzz::require(line > 0);
+        ++depth;
+    }
+    void onEnd() override { Qdx::Fuzz::require(depth-- > 0); }
+    void onText(const std::string&) override { Qdx::Fuzz::require(depth > 0); }
+
+private:
+    int depth = 0;
+};
+
+bool isRefusedBeside(const std::string& text) {
+    Nesting nesting;
+    const auto fault = Xml::read(text, nesting);
+    Qdx::Fuzz::require(!fault || (fault->line > 0 && fault->text.find('\n') == std::string::npos));
+    return fault.has_value();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -60,5 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                        first.thrown == second.thrown);
     Qdx::Fuzz::require(std::equal(first.objects.begin(), first.objects.end(),
                                   second.objects.begin(), second.objects.end(), same));
+    // What throws in the collector ends its reading before all faults are known.
+    Qdx::Fuzz::require(first.thrown || first.faults.empty() || isRefusedBeside(text));
     return 0;
 }
