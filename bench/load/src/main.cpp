@@ -211,6 +211,6 @@ int runToTheEnd(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Qdx::CommandLine::guarded(
-        "qdxload", [&] { return runToTheEnd(argc, argv); }, EX_UNAVAILABLE);
+    return Qdx::CommandLine::guarded("qdxload", EX_UNAVAILABLE,
+                                     [&] { return runToTheEnd(argc, argv); });
 }

@@ -1,5 +1,7 @@
 #include "commandLine/fault.hpp"
 
+#include <sysexits.h>
+
 #include <exception>
 #include <iostream>
 #include <new>
@@ -11,7 +13,7 @@ int report(const std::string& name, const std::string& fault, int status) {
     return status;
 }
 
-int guarded(const std::string& name, const std::function<int()>& program, int failure) {
+int guarded(const std::string& name, int failure, const std::function<int()>& program) {
     try {
         return program();
     } catch (const std::bad_alloc&) {

@@ -1,8 +1,6 @@
 // How programs end when something is wrong: one line on standard error, and a status.
 #pragma once
 
-#include <sysexits.h>
-
 #include <functional>
 #include <string>
 
@@ -13,7 +11,6 @@ int report(const std::string& name, const std::string& fault, int status);
 
 // Runs a program and gives its status. What it throws is reported: want of memory with EX_OSERR,
 // any other exception with the status given here.
-int guarded(const std::string& name, const std::function<int()>& program,
-            int failure = EX_SOFTWARE);
+int guarded(const std::string& name, int failure, const std::function<int()>& program);
 
 }  // namespace Qdx::CommandLine

@@ -214,5 +214,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Qdx::CommandLine::guarded("qdxd", [&] { return run(argc, argv); });
+    return Qdx::CommandLine::guarded("qdxd", EX_SOFTWARE, [&] { return run(argc, argv); });
 }

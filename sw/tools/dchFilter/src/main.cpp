@@ -83,5 +83,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Qdx::CommandLine::guarded("dch-filter", [&] { return run(argc, argv); });
+    return Qdx::CommandLine::guarded("dch-filter", EX_SOFTWARE, [&] { return run(argc, argv); });
 }

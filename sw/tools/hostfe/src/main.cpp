@@ -46,6 +46,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Qdx::CommandLine::guarded(
-        "hostfe", [&] { return run(argc, argv); }, EX_UNAVAILABLE);
+    return Qdx::CommandLine::guarded("hostfe", EX_UNAVAILABLE, [&] { return run(argc, argv); });
 }

@@ -153,5 +153,5 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
-    return Qdx::CommandLine::guarded("qdxview", [&] { return run(argc, argv); });
+    return Qdx::CommandLine::guarded("qdxview", EX_SOFTWARE, [&] { return run(argc, argv); });
 }

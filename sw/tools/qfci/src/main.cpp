@@ -54,5 +54,5 @@ int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     // What is wrong with a message is ours to tell, in one line.
     google::protobuf::SetLogHandler(nullptr);
-    return Qdx::CommandLine::guarded("qfci", [&] { return run(argc, argv); });
+    return Qdx::CommandLine::guarded("qfci", EX_SOFTWARE, [&] { return run(argc, argv); });
 }

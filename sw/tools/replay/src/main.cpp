@@ -112,5 +112,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return Qdx::CommandLine::guarded("qdx-replay", [&] { return run(argc, argv); });
+    return Qdx::CommandLine::guarded("qdx-replay", EX_SOFTWARE, [&] { return run(argc, argv); });
 }
