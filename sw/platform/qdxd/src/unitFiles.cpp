@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "corbel/dbRegistry.hpp"
+#include "includes.hpp"
 #include "ozo.h"
-#include "xml/reader.hpp"
 
 namespace Qdxd {
 
@@ -27,35 +27,6 @@ std::optional<std::string> readFile(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), {}};
     return file ? std::optional(std::move(text)) : std::nullopt;
-}
-
-// The files that a list file includes, named as the collector names them.
-class Includes : public Xml::ContentIf {
-public:
-    void onStart(const std::string& element, const Xml::Attributes& attributes,
-                 int /*line*/) override {
-        static const std::vector<std::string> place{"infoObjectList", "objects", "include"};
-        open_.push_back(element);
-        const auto href = attributes.find("href");
-        if (open_ == place && href != attributes.end()) {
-            names_.push_back(href->second);
-        }
-    }
-    void onEnd() override { open_.pop_back(); }
-    void onText(const std::string& /*text*/) override {}
-
-    const std::vector<std::string>& names() const { return names_; }
-
-private:
-    std::vector<std::string> open_;
-    std::vector<std::string> names_;
-};
-
-// Of a faulty file the collector reads none; some too many do no harm.
-std::vector<std::string> includedBy(const std::string& text) {
-    Includes includes;
-    Xml::read(text, includes);
-    return includes.names();
 }
 
 bool isListed(const std::vector<Recording::ListFile>& files, const std::string& name) {
