@@ -23,7 +23,6 @@ EX_SOFTWARE = 70
 EX_TEMPFAIL = 75
 SETTLE_SECONDS = 2
 MOST_CONNECTIONS = 10  # of control clients
-MOST_DOUBLE_CONNECTIONS = 3  # of two frontends and hostfe: they and the collector may each have opened one to the other
 MOST_FILES_LEFT = 60  # of dead mailboxes: those that nobody has swept yet
 OBJECTS, CONTEXTS, FRONTENDS, RECORD_BYTES = 3, 4, 2, 2000
 HOST_OBJECT = 1000
@@ -431,7 +430,7 @@ class Rounds:
             print(f"  {survivor}: {descriptors[0]} descriptors, {descriptors[1]} at the end; {resident[0]} KiB resident, "
                   f"{resident[1]} at the end")
             expected = scenario.expected_growth_kib() if survivor == "qdxd" else 0
-            if descriptors[1] > descriptors[0] + MOST_DOUBLE_CONNECTIONS:
+            if descriptors[1] > descriptors[0]:
                 self.fault(scenario.NAME, f"{survivor} had {descriptors[0]} descriptors, then {descriptors[1]}")
             if resident[1] - resident[0] > expected + self.options.growth:
                 self.fault(scenario.NAME, f"{survivor} grew from {resident[0]} to {resident[1]} KiB")
